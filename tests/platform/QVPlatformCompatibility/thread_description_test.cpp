@@ -41,7 +41,7 @@ TEST_F(thread_description, is_read_back_as_set) {
           std::u16string{u'a', char16_t(0xD800), u'A'}, std::u16string(2000, u'x'), std::u16string()}) {
         std::optional<std::u16string> seen;
         on_new_thread([&] {
-            EXPECT_EQ(QV::set_current_thread_description(u"before"), 0);
+            EXPECT_GE(QV::set_current_thread_description(u"before"), 0);
             EXPECT_GE(QV::set_current_thread_description(text), 0);
             seen = QV::get_current_thread_description();
         });
