@@ -60,8 +60,7 @@ std::shared_ptr<const sink_list> registry::exchange_sinks(std::shared_ptr<const 
 } // namespace detail
 
 logger get_logger(std::string_view name) {
-    detail::logger_state& state = detail::registry::instance().get(name);
-    return {state, state};
+    return detail::logger_access::make(detail::registry::instance().get(name));
 }
 
 const std::string& logger::name() const noexcept {
@@ -91,7 +90,7 @@ void set_global_level(log_level level) {
 void log_str(const logger& log, log_level level, std::string_view text) noexcept {
     if (!log.is_enabled(level)) return;
     const system_output::error_keeper keep_last_error;
-    detail::deliver(*log.state_, level, text);
+    detail::deliver(detail::logger_access::state(log), level, text);
 }
 
 void log_fmt_impl(const logger& log, log_level level, fmt::string_view format,
@@ -101,9 +100,9 @@ void log_fmt_impl(const logger& log, log_level level, fmt::string_view format,
     try {
         fmt::memory_buffer text;
         fmt::vformat_to(fmt::appender(text), format, arguments);
-        detail::deliver(*log.state_, level, {text.data(), text.size()});
+        detail::deliver(detail::logger_access::state(log), level, {text.data(), text.size()});
     } catch (...) {
-        detail::note_failure(log.state_->name);
+        detail::note_failure(log.name());
     }
 }
 

@@ -19,6 +19,11 @@ struct logger_state : logger_gate {
     std::optional<log_level> own_level;
 };
 
+struct logger_access {
+    static logger make(logger_state& state) noexcept { return {state, state}; }
+    static const logger_state& state(const logger& log) noexcept { return *log.state_; }
+};
+
 /// The one set of loggers and sinks of the process. It is never destroyed: destructors of static objects, in
 /// whatever order they run, may still log.
 class registry {

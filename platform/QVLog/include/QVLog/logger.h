@@ -20,6 +20,7 @@ struct logger_gate {
 };
 
 struct logger_state;
+struct logger_access; // lets the sources see inside a logger
 
 } // namespace detail
 
@@ -78,10 +79,7 @@ public:
     QVLOG_EXPORT void reset_level() const;
 
 private:
-    friend QVLOG_EXPORT logger get_logger(std::string_view name);
-    friend QVLOG_EXPORT void log_fmt_impl(const logger&, log_level, fmt::string_view,
-                                          fmt::format_args) noexcept;
-    friend QVLOG_EXPORT void log_str(const logger&, log_level, std::string_view) noexcept;
+    friend detail::logger_access;
 
     logger(const detail::logger_gate& gate, detail::logger_state& state) noexcept
         : gate_(&gate), state_(&state) {}
