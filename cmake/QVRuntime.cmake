@@ -9,9 +9,10 @@ if(WIN32)
     foreach(dll libstdc++-6 libgcc_s_seh-1 libwinpthread-1)
       execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${dll}.dll OUTPUT_VARIABLE path
                       OUTPUT_STRIP_TRAILING_WHITESPACE)
-      if(NOT EXISTS ${path})
-        # GCC names files of its own library path only; the thread library belongs to the C runtime.
-        find_file(QV_${dll} ${dll}.dll PATHS /usr/x86_64-w64-mingw32/lib REQUIRED NO_DEFAULT_PATH)
+      if(NOT EXISTS "${path}")
+        # The compiler names only files of its own library path; the thread library belongs to the C runtime.
+        find_file(QV_${dll} ${dll}.dll PATHS ${QV_COMPILER_RUNTIME_DIR} /usr/x86_64-w64-mingw32/lib
+                  REQUIRED NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
         set(path ${QV_${dll}})
       endif()
       list(APPEND runtime_dlls ${path})
