@@ -86,7 +86,7 @@ sink_list set_sinks(sink_list sinks) {
     for (const std::shared_ptr<sink>& each : sinks)
         if (!each) throw std::invalid_argument("A log sink must not be null");
     auto replacement = std::make_shared<const sink_list>(std::move(sinks));
-    return *detail::registry::instance().exchange_sinks(std::move(replacement));
+    return detail::registry::instance().exchange_sinks(std::move(replacement));
 }
 
 sink_list get_sinks() {

@@ -52,9 +52,11 @@ std::shared_ptr<const sink_list> registry::sinks() {
     return sinks_;
 }
 
-std::shared_ptr<const sink_list> registry::exchange_sinks(std::shared_ptr<const sink_list> replacement) {
+sink_list registry::exchange_sinks(std::shared_ptr<const sink_list> replacement) {
     const std::lock_guard lock(sinks_mutex_);
-    return std::exchange(sinks_, std::move(replacement));
+    sink_list previous = *sinks_; // first: without memory for it nothing is replaced
+    sinks_.swap(replacement);
+    return previous;
 }
 
 } // namespace detail

@@ -36,7 +36,7 @@ public:
     void set_global_level(log_level level);
 
     std::shared_ptr<const sink_list> sinks();
-    std::shared_ptr<const sink_list> exchange_sinks(std::shared_ptr<const sink_list> replacement);
+    sink_list exchange_sinks(std::shared_ptr<const sink_list> replacement);
 
 private:
     registry();
