@@ -58,8 +58,17 @@ struct container : object {
     container* next_dead;
 };
 
-/// What the functions common to all types do for one of them. Null members mean: nothing to finalize, equal
-/// only to itself, hashed by address.
+/// Two objects to be compared.
+struct pair {
+    CFTypeRef a;
+    CFTypeRef b;
+};
+
+/// What comparing two containers has come to.
+enum class step { differs, finished, compare };
+
+/// What the functions common to all types do for one of them. Null members mean: nothing to finalize, equal only to itself,
+/// hashed by address, formatted as described.
 struct type_info {
     const char* name;
     bool refers; ///< Whether its objects are of type `container`.
@@ -67,6 +76,10 @@ struct type_info {
     bool (*equal)(const object& a, const object& b);
     CFHashCode (*hash)(const object& self);
     CFStringRef (*copy_description)(const object& self);
+    CFStringRef (*copy_formatted)(const object& self) = nullptr; ///< The text that %@ gives.
+    /// For containers, instead of `equal`: finds out whether they differ as far as can be told without comparing objects,
+    /// and hands out the objects to compare one pair at a time. `position` is 0 at first and for its own use after.
+    step (*next_pair)(const object& a, const object& b, CFIndex& position, pair& next) = nullptr;
 };
 
 /// The row for `kind`; defined with each type.
@@ -102,6 +115,11 @@ inline type type_of(CFTypeRef cf) {
 /// Whether `cf` is a mutable object of that type.
 inline bool is_mutable(CFTypeRef cf, type kind) {
     return is(cf, kind) && as_object(cf)->is_mutable;
+}
+
+/// Whether a range lies within `length` things.
+inline bool contains(CFIndex length, CFRange range) {
+    return range.location >= 0 && range.length >= 0 && range.location <= length && range.length <= length - range.location;
 }
 
 /// The allocator to use for an argument: null for the system's, never a null one that means "the default".
@@ -165,6 +183,12 @@ bool equal(CFTypeRef a, CFTypeRef b);
 
 /// The hash of an object that is not NULL: as CFHash.
 CFHashCode hash(CFTypeRef cf);
+
+/// The text that %@ gives for an object that is not NULL; null for want of memory.
+CFStringRef copy_formatted(CFTypeRef cf);
+
+/// "<CFName address [allocator]>", with which descriptions begin; null for want of memory.
+CFStringRef copy_heading(const object& self, const char* name);
 
 /// A secret of this process that hash tables and string hashes mix in, so that nobody can prepare colliding
 /// keys.
