@@ -27,9 +27,12 @@ constinit const __CFAllocator system_default = {{{cf::immortal}, cf::type::alloc
                                                 system_context};
 constinit const __CFAllocator malloc_allocator = {{{cf::immortal}, cf::type::allocator, false, 0, nullptr},
                                                   system_context};
-constinit const __CFAllocator malloc_zone = {{{cf::immortal}, cf::type::allocator, false, 0, nullptr}, system_context};
-constinit const __CFAllocator null_allocator = {{{cf::immortal}, cf::type::allocator, false, 0, nullptr}, null_context};
-constinit const __CFAllocator use_context = {{{cf::immortal}, cf::type::allocator, false, 0, nullptr}, system_context};
+constinit const __CFAllocator malloc_zone = {{{cf::immortal}, cf::type::allocator, false, 0, nullptr},
+                                             system_context};
+constinit const __CFAllocator null_allocator = {{{cf::immortal}, cf::type::allocator, false, 0, nullptr},
+                                                null_context};
+constinit const __CFAllocator use_context = {{{cf::immortal}, cf::type::allocator, false, 0, nullptr},
+                                             system_context};
 
 // This thread's default allocator; null while it is the system's.
 thread_local CFAllocatorRef thread_default = nullptr;
@@ -101,10 +104,10 @@ CFStringRef describe(const object& self) {
     const auto& allocator = static_cast<const __CFAllocator&>(self);
     const CFAllocatorContext& context = allocator.context;
     const owned<CFStringRef> heading(copy_heading(self, "CFAllocator"));
-    const owned<CFStringRef> info(
-        context.copyDescription != nullptr
-            ? context.copyDescription(context.info)
-            : CFStringCreateWithFormat(nullptr, nullptr, CFSTR("%p"), static_cast<const void*>(context.info)));
+    const owned<CFStringRef> info(context.copyDescription != nullptr
+                                      ? context.copyDescription(context.info)
+                                      : CFStringCreateWithFormat(nullptr, nullptr, CFSTR("%p"),
+                                                                 static_cast<const void*>(context.info)));
     if (!heading) return nullptr;
     return CFStringCreateWithFormat(nullptr, nullptr, CFSTR("%@{info = %@}"), heading.get(), info.get());
 }

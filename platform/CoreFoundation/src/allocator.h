@@ -5,7 +5,8 @@
 #include "runtime.h"
 
 /// An allocator. `detail` is used.
-struct __CFAllocator : cf::object { // NOLINT(bugprone-reserved-identifier): the opaque type of the public interface
+struct __CFAllocator
+    : cf::object { // NOLINT(bugprone-reserved-identifier): the opaque type of the public interface
     CFAllocatorContext context;
 };
 

@@ -14,8 +14,8 @@ namespace {
 
 CFStringRef describe(const object& self) {
     const auto& uid = static_cast<const archiver_uid&>(self);
-    return CFStringCreateWithFormat(nullptr, nullptr, CFSTR("<CFKeyedArchiverUID %p [%p]>{value = %u}"), &self,
-                                    CFGetAllocator(&self), static_cast<unsigned>(uid.value));
+    return CFStringCreateWithFormat(nullptr, nullptr, CFSTR("<CFKeyedArchiverUID %p [%p]>{value = %u}"),
+                                    &self, CFGetAllocator(&self), static_cast<unsigned>(uid.value));
 }
 
 } // namespace

@@ -27,7 +27,8 @@ constexpr CFArrayCallBacks no_callbacks = {};
 } // namespace
 
 extern "C" {
-constinit const CFArrayCallBacks kCFTypeArrayCallBacks = {0, retain_object, release_object, CFCopyDescription, CFEqual};
+constinit const CFArrayCallBacks kCFTypeArrayCallBacks = {0, retain_object, release_object, CFCopyDescription,
+                                                          CFEqual};
 }
 
 namespace {
@@ -52,17 +53,18 @@ const void** inline_values(__CFArray& array) {
 }
 
 // Makes an empty array with room for `capacity` values behind it; null for want of memory.
-__CFArray* make_array(CFAllocatorRef allocator, CFIndex capacity, const CFArrayCallBacks* callbacks, bool is_mutable) {
+__CFArray* make_array(CFAllocatorRef allocator, CFIndex capacity, const CFArrayCallBacks* callbacks,
+                      bool is_mutable) {
     if (capacity > longest) return nullptr;
-    auto* made =
-        cf::make<__CFArray>(allocator, cf::type::array, static_cast<std::size_t>(capacity) * sizeof(const void*));
+    auto* made = cf::make<__CFArray>(allocator, cf::type::array,
+                                     static_cast<std::size_t>(capacity) * sizeof(const void*));
     if (made == nullptr) return nullptr;
     made->is_mutable = is_mutable;
     made->capacity = capacity;
     made->values = inline_values(*made);
     made->callbacks = callbacks == nullptr || same_callbacks(*callbacks, no_callbacks) ? &no_callbacks
-                      : same_callbacks(*callbacks, kCFTypeArrayCallBacks)              ? &kCFTypeArrayCallBacks
-                                                                                       : nullptr;
+                      : same_callbacks(*callbacks, kCFTypeArrayCallBacks) ? &kCFTypeArrayCallBacks
+                                                                          : nullptr;
     if (made->callbacks == nullptr) {
         auto* copy = static_cast<CFArrayCallBacks*>(cf::allocate(made->allocator, sizeof(CFArrayCallBacks)));
         if (copy == nullptr) {
@@ -119,7 +121,8 @@ __CFArray* changeable(CFMutableArrayRef array) {
     return cf::is_mutable(array, cf::type::array) ? array : nullptr;
 }
 
-// Replaces the values in a range that lies within the array; the values let go are released when it is whole again.
+// Replaces the values in a range that lies within the array; the values let go are released when it is whole
+// again.
 void replace(__CFArray& array, CFRange range, const void* const* values, CFIndex count) {
     const CFIndex kept = array.count - range.length;
     if (count > longest - kept || !reserve(array, kept + count)) return;
@@ -158,13 +161,15 @@ void finalize(object& self) {
     for (CFIndex i = 0; i < array.count; ++i)
         let_go(array, array.values[i]);
     if (array.values != inline_values(array)) cf::deallocate(array.allocator, array.values);
-    if (!are_constant(array.callbacks)) cf::deallocate(array.allocator, const_cast<CFArrayCallBacks*>(array.callbacks));
+    if (!are_constant(array.callbacks))
+        cf::deallocate(array.allocator, const_cast<CFArrayCallBacks*>(array.callbacks));
 }
 
 cf::step next_pair(const object& a, const object& b, CFIndex& position, cf::pair& next) {
     const auto& first = static_cast<const __CFArray&>(a);
     const auto& second = static_cast<const __CFArray&>(b);
-    if (first.count != second.count || first.callbacks->equal != second.callbacks->equal) return cf::step::differs;
+    if (first.count != second.count || first.callbacks->equal != second.callbacks->equal)
+        return cf::step::differs;
     while (position < first.count) {
         const void* const x = first.values[position];
         const void* const y = second.values[position];
@@ -189,14 +194,16 @@ CFStringRef describe(const object& self) {
     cf::owned<CFMutableStringRef> text(CFStringCreateMutable(nullptr, 0));
     if (!heading || !text) return nullptr;
     CFStringAppendFormat(text.get(), nullptr, CFSTR("%@{type = %s, count = %lld, values = ("), heading.get(),
-                         array.is_mutable ? "mutable-small" : "immutable", static_cast<long long>(array.count));
+                         array.is_mutable ? "mutable-small" : "immutable",
+                         static_cast<long long>(array.count));
     for (CFIndex i = 0; i < array.count; ++i) {
         const void* value = array.values[i];
         const cf::owned<CFStringRef> described(
             array.callbacks->copyDescription != nullptr
                 ? array.callbacks->copyDescription(value)
                 : CFStringCreateWithFormat(nullptr, nullptr, CFSTR("<%p>"), value));
-        CFStringAppendFormat(text.get(), nullptr, CFSTR("\n\t%lld : %@"), static_cast<long long>(i), described.get());
+        CFStringAppendFormat(text.get(), nullptr, CFSTR("\n\t%lld : %@"), static_cast<long long>(i),
+                             described.get());
     }
     CFStringAppend(text.get(), array.count > 0 ? CFSTR("\n)}") : CFSTR(")}"));
     return text.detach();
@@ -232,9 +239,11 @@ void merge(const void** first, const void** middle, const void** last, const voi
 
 namespace cf {
 
-constinit const type_info array_type_info = {"CFArray", true, finalize, nullptr, hash_array, describe, nullptr, next_pair};
+constinit const type_info array_type_info = {"CFArray",  true,     finalize, nullptr,
+                                             hash_array, describe, nullptr,  next_pair};
 
-CFArrayRef create_array_adopting(CFAllocatorRef allocator, std::span<const CFTypeRef> values, bool is_mutable) {
+CFArrayRef create_array_adopting(CFAllocatorRef allocator, std::span<const CFTypeRef> values,
+                                 bool is_mutable) {
     __CFArray* made =
         make_array(allocator, static_cast<CFIndex>(values.size()), &kCFTypeArrayCallBacks, is_mutable);
     if (made == nullptr) return nullptr;
@@ -260,7 +269,8 @@ CFArrayRef CFArrayCreateCopy(CFAllocatorRef allocator, CFArrayRef theArray) {
     return create(allocator, theArray->values, theArray->count, 0, theArray->callbacks, false);
 }
 
-CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef allocator, CFIndex capacity, const CFArrayCallBacks* callBacks) {
+CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef allocator, CFIndex capacity,
+                                       const CFArrayCallBacks* callBacks) {
     if (capacity < 0) return nullptr;
     // A hint of any size must not be what makes the call fail.
     return make_array(allocator, std::min<CFIndex>(capacity, 16), callBacks, true);
@@ -320,8 +330,8 @@ CFIndex CFArrayGetLastIndexOfValue(CFArrayRef theArray, CFRange range, const voi
     return kCFNotFound;
 }
 
-CFIndex CFArrayBSearchValues(CFArrayRef theArray, CFRange range, const void* value, CFComparatorFunction comparator,
-                             void* context) {
+CFIndex CFArrayBSearchValues(CFArrayRef theArray, CFRange range, const void* value,
+                             CFComparatorFunction comparator, void* context) {
     if (!cf::is(theArray, cf::type::array) || comparator == nullptr || !contains(theArray->count, range))
         return kCFNotFound;
     CFIndex low = range.location;
@@ -364,9 +374,11 @@ void CFArrayRemoveAllValues(CFMutableArrayRef theArray) {
     }
 }
 
-void CFArrayReplaceValues(CFMutableArrayRef theArray, CFRange range, const void** newValues, CFIndex newCount) {
+void CFArrayReplaceValues(CFMutableArrayRef theArray, CFRange range, const void** newValues,
+                          CFIndex newCount) {
     __CFArray* array = changeable(theArray);
-    if (array == nullptr || newCount < 0 || (newCount > 0 && newValues == nullptr) || !contains(array->count, range))
+    if (array == nullptr || newCount < 0 || (newCount > 0 && newValues == nullptr) ||
+        !contains(array->count, range))
         return;
     replace(*array, range, newValues, newCount);
 }
@@ -377,11 +389,15 @@ void CFArrayExchangeValuesAtIndices(CFMutableArrayRef theArray, CFIndex idx1, CF
     std::swap(array->values[idx1], array->values[idx2]);
 }
 
-void CFArraySortValues(CFMutableArrayRef theArray, CFRange range, CFComparatorFunction comparator, void* context) {
+void CFArraySortValues(CFMutableArrayRef theArray, CFRange range, CFComparatorFunction comparator,
+                       void* context) {
     __CFArray* array = changeable(theArray);
     if (array == nullptr || comparator == nullptr || !contains(array->count, range)) return;
-    // Sorted by hand: a comparator that contradicts itself may give any order, but must not lead out of bounds.
-    const auto before = [comparator, context](const void* a, const void* b) { return comparator(a, b, context) < 0; };
+    // Sorted by hand: a comparator that contradicts itself may give any order, but must not lead out of
+    // bounds.
+    const auto before = [comparator, context](const void* a, const void* b) {
+        return comparator(a, b, context) < 0;
+    };
     const std::unique_ptr<const void*[]> spare(new (std::nothrow)
                                                    const void*[static_cast<std::size_t>(range.length)]);
     const void** from = array->values + range.location;
@@ -407,8 +423,12 @@ void CFArraySortValues(CFMutableArrayRef theArray, CFRange range, CFComparatorFu
 
 void CFArrayAppendArray(CFMutableArrayRef theArray, CFArrayRef otherArray, CFRange otherRange) {
     __CFArray* array = changeable(theArray);
-    if (array == nullptr || !cf::is(otherArray, cf::type::array) || !contains(otherArray->count, otherRange)) return;
-    // The other array may be this one: its values are found where they are once there is room for the new ones.
-    if (otherRange.length > longest - array->count || !reserve(*array, array->count + otherRange.length)) return;
-    replace(*array, CFRangeMake(array->count, 0), otherArray->values + otherRange.location, otherRange.length);
+    if (array == nullptr || !cf::is(otherArray, cf::type::array) || !contains(otherArray->count, otherRange))
+        return;
+    // The other array may be this one: its values are found where they are once there is room for the new
+    // ones.
+    if (otherRange.length > longest - array->count || !reserve(*array, array->count + otherRange.length))
+        return;
+    replace(*array, CFRangeMake(array->count, 0), otherArray->values + otherRange.location,
+            otherRange.length);
 }

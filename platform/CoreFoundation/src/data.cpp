@@ -65,7 +65,8 @@ bool equal_data(const object& a, const object& b) {
     const auto& first = static_cast<const __CFData&>(a);
     const auto& second = static_cast<const __CFData&>(b);
     return first.length == second.length &&
-           (first.length == 0 || std::memcmp(first.bytes, second.bytes, static_cast<std::size_t>(first.length)) == 0);
+           (first.length == 0 ||
+            std::memcmp(first.bytes, second.bytes, static_cast<std::size_t>(first.length)) == 0);
 }
 
 // All bytes count: data is a key in lists from outside, which must not be able to make all keys collide.
@@ -108,10 +109,10 @@ CFStringRef describe(const object& self) {
             text += " ... ";
             append(data.length - 8, data.length);
         }
-        return CFStringCreateWithFormat(nullptr, nullptr, CFSTR("%@{length = %lld, capacity = %lld, bytes = 0x%s}"),
-                                        heading.get(), static_cast<long long>(data.length),
-                                        static_cast<long long>(data.is_mutable ? data.capacity : data.length),
-                                        text.c_str());
+        return CFStringCreateWithFormat(
+            nullptr, nullptr, CFSTR("%@{length = %lld, capacity = %lld, bytes = 0x%s}"), heading.get(),
+            static_cast<long long>(data.length),
+            static_cast<long long>(data.is_mutable ? data.capacity : data.length), text.c_str());
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
@@ -201,8 +202,10 @@ UInt8* CFDataGetMutableBytePtr(CFMutableDataRef theData) {
 }
 
 void CFDataGetBytes(CFDataRef theData, CFRange range, UInt8* buffer) {
-    if (!cf::is(theData, cf::type::data) || buffer == nullptr || !cf::contains(theData->length, range)) return;
-    if (range.length > 0) std::memcpy(buffer, theData->bytes + range.location, static_cast<std::size_t>(range.length));
+    if (!cf::is(theData, cf::type::data) || buffer == nullptr || !cf::contains(theData->length, range))
+        return;
+    if (range.length > 0)
+        std::memcpy(buffer, theData->bytes + range.location, static_cast<std::size_t>(range.length));
 }
 
 void CFDataSetLength(CFMutableDataRef theData, CFIndex length) {

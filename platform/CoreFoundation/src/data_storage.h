@@ -7,7 +7,8 @@
 #include <CoreFoundation/CFData.h>
 
 /// A sequence of bytes. `detail` is used.
-struct __CFData : cf::object { // NOLINT(bugprone-reserved-identifier): the opaque type of the public interface
+struct __CFData
+    : cf::object { // NOLINT(bugprone-reserved-identifier): the opaque type of the public interface
     CFIndex length;
     CFIndex capacity;
     UInt8* bytes;                   ///< Behind the object or in a block of their own.
@@ -19,7 +20,8 @@ namespace cf {
 /// `detail` of data that uses bytes where they are.
 inline constexpr std::uint16_t data_is_external = 1;
 
-/// Makes data of `length` bytes, which the caller writes to `*storage` before anyone sees it. Null for want of memory.
+/// Makes data of `length` bytes, which the caller writes to `*storage` before anyone sees it. Null for want
+/// of memory.
 CFDataRef create_data(CFAllocatorRef allocator, CFIndex length, UInt8** storage);
 
 } // namespace cf

@@ -9,7 +9,8 @@
 #include <chrono>
 #include <cstdio>
 
-struct __CFDate : cf::object { // NOLINT(bugprone-reserved-identifier): the opaque type of the public interface
+struct __CFDate
+    : cf::object { // NOLINT(bugprone-reserved-identifier): the opaque type of the public interface
     CFAbsoluteTime time;
 };
 
@@ -30,7 +31,8 @@ bool equal_date(const object& a, const object& b) {
     return time_of(a) == time_of(b);
 }
 
-// The fraction counts: many dates of one second must not collide. Both zeros are equal, and so are their hashes.
+// The fraction counts: many dates of one second must not collide. Both zeros are equal, and so are their
+// hashes.
 CFHashCode hash_date(const object& self) {
     const double time = time_of(self);
     return time == 0 || time != time ? 0 : std::bit_cast<std::uint64_t>(time);

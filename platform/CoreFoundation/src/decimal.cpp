@@ -10,8 +10,8 @@ namespace cf {
 
 namespace {
 
-// Whether a number that does not fit a double is too large for it rather than too small: the power of ten of its first
-// digit other than zero decides.
+// Whether a number that does not fit a double is too large for it rather than too small: the power of ten of
+// its first digit other than zero decides.
 bool is_large(std::string_view text) {
     long long power = 0;
     bool seen_point = false;

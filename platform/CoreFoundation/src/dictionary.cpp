@@ -49,11 +49,12 @@ cf::step next_pair(const object& a, const object& b, CFIndex& position, cf::pair
 
 namespace cf {
 
-constinit const type_info dictionary_type_info = {
-    "CFDictionary", true, finalize_table, nullptr, hash_table, describe_table, nullptr, next_pair};
+constinit const type_info dictionary_type_info = {"CFDictionary", true,           finalize_table, nullptr,
+                                                  hash_table,     describe_table, nullptr,        next_pair};
 
 CFDictionaryRef create_dictionary_adopting(CFAllocatorRef allocator, std::span<const CFTypeRef> keys,
-                                           std::span<const CFTypeRef> values, bool is_mutable, repeated_keys rule) {
+                                           std::span<const CFTypeRef> values, bool is_mutable,
+                                           repeated_keys rule) {
     return static_cast<CFDictionaryRef>(
         create_table_adopting(allocator, type::dictionary, keys, values, is_mutable, rule));
 }
@@ -64,11 +65,12 @@ CFTypeID CFDictionaryGetTypeID() {
     return static_cast<CFTypeID>(cf::type::dictionary);
 }
 
-CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void** keys, const void** values, CFIndex numValues,
-                                   const CFDictionaryKeyCallBacks* keyCallBacks,
+CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void** keys, const void** values,
+                                   CFIndex numValues, const CFDictionaryKeyCallBacks* keyCallBacks,
                                    const CFDictionaryValueCallBacks* valueCallBacks) {
     if (numValues < 0 || (numValues > 0 && (keys == nullptr || values == nullptr))) return nullptr;
-    table* made = cf::make_table(allocator, cf::type::dictionary, numValues, both(keyCallBacks, valueCallBacks), false);
+    table* made =
+        cf::make_table(allocator, cf::type::dictionary, numValues, both(keyCallBacks, valueCallBacks), false);
     if (made == nullptr) return nullptr;
     for (CFIndex i = 0; i < numValues; ++i) {
         if (cf::store(*made, keys[i], values[i], storing::add_only)) continue;

@@ -15,7 +15,8 @@ bool is_available(CFStringEncoding encoding);
 /// Whether ASCII text is the same bytes in an encoding.
 bool contains_ascii(CFStringEncoding encoding);
 
-/// Makes a string of bytes. Null when they are not well formed, when the encoding is not known, and for want of memory.
+/// Makes a string of bytes. Null when they are not well formed, when the encoding is not known, and for want
+/// of memory.
 CFStringRef decode(CFAllocatorRef allocator, std::span<const UInt8> bytes, CFStringEncoding encoding,
                    bool is_external);
 

@@ -8,7 +8,8 @@
 #include <string>
 #include <system_error>
 
-struct __CFError : cf::container { // NOLINT(bugprone-reserved-identifier): the opaque type of the public interface
+struct __CFError
+    : cf::container { // NOLINT(bugprone-reserved-identifier): the opaque type of the public interface
     CFIndex code;
     CFStringRef domain;
     CFDictionaryRef user_info; ///< Never null.
@@ -141,7 +142,8 @@ void append_user_info(CFMutableStringRef text, const __CFError& error) {
 
 CFStringRef describe(const object& self) {
     const auto& error = static_cast<const __CFError&>(self);
-    const owned<CFStringRef> main_text = first_of(text_for(error, kCFErrorDescriptionKey), system_text(error));
+    const owned<CFStringRef> main_text =
+        first_of(text_for(error, kCFErrorDescriptionKey), system_text(error));
     const owned<CFStringRef> debug_text = text_for(error, kCFErrorDebugDescriptionKey);
     const owned<CFStringRef> localized = first_of(text_for(error, kCFErrorLocalizedDescriptionKey),
                                                   text_for(error, kCFErrorLocalizedFailureReasonKey));
@@ -161,7 +163,8 @@ CFStringRef describe(const object& self) {
 
 namespace cf {
 
-constinit const type_info error_type_info = {"CFError", true, finalize, nullptr, hash_error, describe, nullptr, next_pair};
+constinit const type_info error_type_info = {"CFError",  true,     finalize, nullptr,
+                                             hash_error, describe, nullptr,  next_pair};
 
 } // namespace cf
 
@@ -169,27 +172,29 @@ CFTypeID CFErrorGetTypeID() {
     return static_cast<CFTypeID>(cf::type::error);
 }
 
-CFErrorRef CFErrorCreate(CFAllocatorRef allocator, CFStringRef domain, CFIndex code, CFDictionaryRef userInfo) {
+CFErrorRef CFErrorCreate(CFAllocatorRef allocator, CFStringRef domain, CFIndex code,
+                         CFDictionaryRef userInfo) {
     if (!cf::is(domain, cf::type::string)) return nullptr;
     owned<CFErrorRef> made(cf::make<__CFError>(allocator, cf::type::error));
     if (!made) return nullptr;
     made.get()->code = code;
     made.get()->domain = CFStringCreateCopy(allocator, domain);
-    made.get()->user_info = cf::is(userInfo, cf::type::dictionary)
-                                ? CFDictionaryCreateCopy(allocator, userInfo)
-                                : CFDictionaryCreate(allocator, nullptr, nullptr, 0,
-                                                     &kCFCopyStringDictionaryKeyCallBacks,
-                                                     &kCFTypeDictionaryValueCallBacks);
+    made.get()->user_info =
+        cf::is(userInfo, cf::type::dictionary)
+            ? CFDictionaryCreateCopy(allocator, userInfo)
+            : CFDictionaryCreate(allocator, nullptr, nullptr, 0, &kCFCopyStringDictionaryKeyCallBacks,
+                                 &kCFTypeDictionaryValueCallBacks);
     if (made.get()->domain == nullptr || made.get()->user_info == nullptr) return nullptr;
     return made.detach();
 }
 
 CFErrorRef CFErrorCreateWithUserInfoKeysAndValues(CFAllocatorRef allocator, CFStringRef domain, CFIndex code,
-                                                  const void* const* userInfoKeys, const void* const* userInfoValues,
+                                                  const void* const* userInfoKeys,
+                                                  const void* const* userInfoValues,
                                                   CFIndex numUserInfoValues) {
-    const owned<CFDictionaryRef> user_info(
-        CFDictionaryCreate(allocator, const_cast<const void**>(userInfoKeys), const_cast<const void**>(userInfoValues),
-                           numUserInfoValues, &kCFCopyStringDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+    const owned<CFDictionaryRef> user_info(CFDictionaryCreate(
+        allocator, const_cast<const void**>(userInfoKeys), const_cast<const void**>(userInfoValues),
+        numUserInfoValues, &kCFCopyStringDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
     return user_info ? CFErrorCreate(allocator, domain, code, user_info.get()) : nullptr;
 }
 
@@ -218,12 +223,13 @@ CFStringRef CFErrorCopyDescription(CFErrorRef err) {
         return CFStringCreateWithFormat(nullptr, nullptr, CFSTR("%@ %@"), failure.get(), reason.get());
     }
     if (reason)
-        return CFStringCreateWithFormat(nullptr, nullptr, CFSTR("The operation couldn\xE2\x80\x99t be completed. %@"),
-                                        reason.get());
+        return CFStringCreateWithFormat(
+            nullptr, nullptr, CFSTR("The operation couldn\xE2\x80\x99t be completed. %@"), reason.get());
     const owned<CFStringRef> detail = text_for(*error, kCFErrorDescriptionKey);
     return CFStringCreateWithFormat(
-        nullptr, nullptr, CFSTR("The operation couldn\xE2\x80\x99t be completed. (%@ error %lld%@%@.)"), error->domain,
-        static_cast<long long>(error->code), detail ? CFSTR(" - ") : CFSTR(""), detail ? detail.get() : CFSTR(""));
+        nullptr, nullptr, CFSTR("The operation couldn\xE2\x80\x99t be completed. (%@ error %lld%@%@.)"),
+        error->domain, static_cast<long long>(error->code), detail ? CFSTR(" - ") : CFSTR(""),
+        detail ? detail.get() : CFSTR(""));
 }
 
 CFStringRef CFErrorCopyFailureReason(CFErrorRef err) {

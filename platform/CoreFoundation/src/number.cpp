@@ -14,8 +14,9 @@
 #include <limits>
 #include <string>
 
-struct __CFBoolean : cf::object {}; // NOLINT(bugprone-reserved-identifier): an opaque type of the public interface
-struct __CFNull : cf::object {};    // NOLINT(bugprone-reserved-identifier): as above
+struct __CFBoolean : cf::object {
+}; // NOLINT(bugprone-reserved-identifier): an opaque type of the public interface
+struct __CFNull : cf::object {}; // NOLINT(bugprone-reserved-identifier): as above
 
 namespace {
 
@@ -33,9 +34,10 @@ constexpr __CFNumber constant_real(double value) {
 constexpr std::int64_t first_small = -1;
 constexpr std::int64_t last_small = 12;
 constinit const std::array<__CFNumber, 14> small_integers = {
-    constant_integer(-1), constant_integer(0), constant_integer(1),  constant_integer(2),  constant_integer(3),
-    constant_integer(4),  constant_integer(5), constant_integer(6),  constant_integer(7),  constant_integer(8),
-    constant_integer(9),  constant_integer(10), constant_integer(11), constant_integer(12)};
+    constant_integer(-1), constant_integer(0), constant_integer(1), constant_integer(2),
+    constant_integer(3),  constant_integer(4), constant_integer(5), constant_integer(6),
+    constant_integer(7),  constant_integer(8), constant_integer(9), constant_integer(10),
+    constant_integer(11), constant_integer(12)};
 constinit const __CFNumber zero = constant_real(0.0);
 constinit const __CFNumber one = constant_real(1.0);
 constinit const __CFNumber not_a_number = constant_real(std::numeric_limits<double>::quiet_NaN());
@@ -134,7 +136,8 @@ double to_double(int128 value) {
     if (high == 0) {
         nearest = static_cast<double>(low);
     } else {
-        // Sixty-four leading bits, the last of which also stands for everything below it, round as the whole would.
+        // Sixty-four leading bits, the last of which also stands for everything below it, round as the whole
+        // would.
         const auto shift = 64U - static_cast<unsigned>(std::countl_zero(high));
         const std::uint64_t below = shift == 64 ? low : low & ((std::uint64_t{1} << shift) - 1);
         std::uint64_t leading = shift == 64 ? high : high << (64U - shift) | low >> shift;
@@ -144,7 +147,8 @@ double to_double(int128 value) {
     return value.high < 0 ? -nearest : nearest;
 }
 
-constexpr int128 largest = {std::numeric_limits<std::int64_t>::max(), std::numeric_limits<std::uint64_t>::max()};
+constexpr int128 largest = {std::numeric_limits<std::int64_t>::max(),
+                            std::numeric_limits<std::uint64_t>::max()};
 constexpr int128 smallest = {std::numeric_limits<std::int64_t>::min(), 0};
 
 // The integer part of a real; the nearest integer there is when it is out of range, 0 for NaN.
@@ -167,8 +171,9 @@ std::partial_ordering compare(int128 integer, double real) {
     const std::strong_ordering whole = compare(integer, truncated(real));
     if (whole != std::strong_ordering::equal) return whole;
     const double left = real - std::trunc(real);
-    return left > 0 ? std::partial_ordering::less
-                    : left < 0 ? std::partial_ordering::greater : std::partial_ordering::equivalent;
+    return left > 0   ? std::partial_ordering::less
+           : left < 0 ? std::partial_ordering::greater
+                      : std::partial_ordering::equivalent;
 }
 
 // -1 for negative reals, among them -0.0; 1 for zero and positive ones.
@@ -212,8 +217,8 @@ bool equal_numbers(const object& a, const object& b) {
            kCFCompareEqualTo;
 }
 
-// Equal numbers of different types must have equal hashes, so that integers are hashed by magnitude and reals as the integer
-// they are, if they are one.
+// Equal numbers of different types must have equal hashes, so that integers are hashed by magnitude and reals
+// as the integer they are, if they are one.
 CFHashCode hash_number(const object& self) {
     const auto* number = static_cast<const __CFNumber*>(&self);
     constexpr std::uint64_t factor = 2654435761U;
@@ -250,7 +255,7 @@ CFStringRef copy_formatted_number(const object& self) {
     const auto* number = static_cast<const __CFNumber*>(&self);
     try {
         return cf::create_ascii_string(nullptr, cf::is_real(number) ? cf::format_decimal(number->real)
-                                                         : decimal(cf::integer_value(number)));
+                                                                    : decimal(cf::integer_value(number)));
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
@@ -276,8 +281,8 @@ CFStringRef describe_number(const object& self) {
                 value = text.data();
             }
         } else {
-            constexpr std::array names = {"", "kCFNumberSInt8Type", "kCFNumberSInt16Type", "kCFNumberSInt32Type",
-                                          "kCFNumberSInt64Type"};
+            constexpr std::array names = {"", "kCFNumberSInt8Type", "kCFNumberSInt16Type",
+                                          "kCFNumberSInt32Type", "kCFNumberSInt64Type"};
             if (number->detail < names.size()) type = names[number->detail];
             value = decimal(cf::integer_value(number));
             if (!value.starts_with('-')) value.insert(value.begin(), '+');
@@ -308,14 +313,16 @@ CFStringRef copy_formatted_null(const object&) {
     return CFSTR("null");
 }
 
-// Stores an integer's low bits and says whether they are all of it: also of one that would fit without a sign where that is
-// `unsigned_too`.
+// Stores an integer's low bits and says whether they are all of it: also of one that would fit without a sign
+// where that is `unsigned_too`.
 template <typename T>
 bool get_integer(int128 value, bool unsigned_too, void* to) {
     store(to, static_cast<T>(static_cast<std::make_unsigned_t<T>>(value.low)));
-    const int128 low = {std::numeric_limits<T>::min() < 0 ? -1 : 0, static_cast<std::uint64_t>(std::numeric_limits<T>::min())};
-    const std::uint64_t high = unsigned_too ? static_cast<std::uint64_t>(std::numeric_limits<std::make_unsigned_t<T>>::max())
-                                            : static_cast<std::uint64_t>(std::numeric_limits<T>::max());
+    const int128 low = {std::numeric_limits<T>::min() < 0 ? -1 : 0,
+                        static_cast<std::uint64_t>(std::numeric_limits<T>::min())};
+    const std::uint64_t high =
+        unsigned_too ? static_cast<std::uint64_t>(std::numeric_limits<std::make_unsigned_t<T>>::max())
+                     : static_cast<std::uint64_t>(std::numeric_limits<T>::max());
     return compare(value, low) >= 0 && compare(value, {0, high}) <= 0;
 }
 
@@ -343,10 +350,13 @@ bool get_from_real(double value, std::uint16_t type, void* to) {
     case kCFNumberSInt64Type:
         return get_truncated<std::int64_t>(value, to);
     case kCFNumberFloat32Type: {
-        // A value beyond the largest float converts to infinity; that conversion is only defined when spelled out.
-        const bool fits = std::fabs(value) <= static_cast<double>(std::numeric_limits<float>::max()) || !std::isfinite(value);
-        const float single = fits ? static_cast<float>(value)
-                                  : std::copysign(std::numeric_limits<float>::infinity(), static_cast<float>(sign_of(value)));
+        // A value beyond the largest float converts to infinity; that conversion is only defined when spelled
+        // out.
+        const bool fits = std::fabs(value) <= static_cast<double>(std::numeric_limits<float>::max()) ||
+                          !std::isfinite(value);
+        const float single =
+            fits ? static_cast<float>(value)
+                 : std::copysign(std::numeric_limits<float>::infinity(), static_cast<float>(sign_of(value)));
         store(to, single);
         return static_cast<double>(single) == value;
     }
@@ -395,11 +405,12 @@ bool uses_constants(CFAllocatorRef allocator) {
 
 namespace cf {
 
-constinit const type_info number_type_info = {"CFNumber",  false,           nullptr,              equal_numbers,
-                                              hash_number, describe_number, copy_formatted_number};
-constinit const type_info boolean_type_info = {"CFBoolean",  false,            nullptr,               nullptr,
-                                               hash_boolean, describe_boolean, copy_formatted_boolean};
-constinit const type_info null_type_info = {"CFNull", false, nullptr, nullptr, nullptr, nullptr, copy_formatted_null};
+constinit const type_info number_type_info = {
+    "CFNumber", false, nullptr, equal_numbers, hash_number, describe_number, copy_formatted_number};
+constinit const type_info boolean_type_info = {
+    "CFBoolean", false, nullptr, nullptr, hash_boolean, describe_boolean, copy_formatted_boolean};
+constinit const type_info null_type_info = {"CFNull",           false, nullptr, nullptr, nullptr, nullptr,
+                                            copy_formatted_null};
 
 CFNumberRef create_integer(CFAllocatorRef allocator, std::int64_t value, CFNumberType type) {
     if (value >= first_small && value <= last_small && uses_constants(allocator))

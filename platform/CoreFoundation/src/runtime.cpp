@@ -17,9 +17,9 @@ constexpr type_info not_a_type_info = {"Not A Type", false, nullptr, nullptr, nu
 
 // In the order of the enumeration.
 constexpr std::array<const type_info*, static_cast<std::size_t>(type::count)> type_infos = {
-    &not_a_type_info, &allocator_type_info, &string_type_info,     &number_type_info, &boolean_type_info,
-    &null_type_info,  &data_type_info,      &date_type_info,       &array_type_info,  &dictionary_type_info,
-    &set_type_info,   &error_type_info,     &url_type_info,        &uuid_type_info,   &archiver_uid_type_info};
+    &not_a_type_info, &allocator_type_info, &string_type_info, &number_type_info, &boolean_type_info,
+    &null_type_info,  &data_type_info,      &date_type_info,   &array_type_info,  &dictionary_type_info,
+    &set_type_info,   &error_type_info,     &url_type_info,    &uuid_type_info,   &archiver_uid_type_info};
 
 const type_info& info_of(const object& self) {
     return *type_infos[static_cast<std::size_t>(self.kind)];
@@ -45,8 +45,8 @@ void free_object(object& dead) {
 
 namespace {
 
-// The containers of this thread that wait to be destroyed. The outermost call works the list off, so that a chain of any
-// length takes no stack.
+// The containers of this thread that wait to be destroyed. The outermost call works the list off, so that a
+// chain of any length takes no stack.
 struct graveyard {
     bool is_worked_off;
     container* first;
@@ -81,8 +81,8 @@ void destroy(object& dead) {
 
 namespace {
 
-// Deeper than any list that can be read or written, and few enough frames to fit in memory. Only cyclic containers, which
-// would be compared for ever, are this deep.
+// Deeper than any list that can be read or written, and few enough frames to fit in memory. Only cyclic
+// containers, which would be compared for ever, are this deep.
 constexpr std::size_t deepest_comparison = 1'000'000;
 
 // How deep comparisons may nest that cannot be put off: of keys, of values of sets, and through call-backs.
@@ -104,7 +104,8 @@ struct frame {
     CFIndex position;
 };
 
-// Compares two containers of one type, keeping those it is in the middle of in a list instead of on the stack.
+// Compares two containers of one type, keeping those it is in the middle of in a list instead of on the
+// stack.
 bool equal_containers(const object& a, const object& b) {
     std::vector<frame> outer;
     frame current{&a, &b, 0};
@@ -148,7 +149,8 @@ bool equal(CFTypeRef a, CFTypeRef b) {
     try {
         return equal_containers(first, second);
     } catch (const std::bad_alloc&) {
-        return false; // The list of frames found no memory: nothing can be said, and nothing thrown through C.
+        return false; // The list of frames found no memory: nothing can be said, and nothing thrown through
+                      // C.
     }
 }
 
@@ -196,7 +198,8 @@ CFStringRef copy_formatted(CFTypeRef cf) {
 }
 
 CFStringRef copy_heading(const object& self, const char* name) {
-    return CFStringCreateWithFormat(nullptr, nullptr, CFSTR("<%s %p [%p]>"), name, static_cast<const void*>(&self),
+    return CFStringCreateWithFormat(nullptr, nullptr, CFSTR("<%s %p [%p]>"), name,
+                                    static_cast<const void*>(&self),
                                     static_cast<const void*>(CFGetAllocator(&self)));
 }
 

@@ -67,8 +67,8 @@ struct pair {
 /// What comparing two containers has come to.
 enum class step { differs, finished, compare };
 
-/// What the functions common to all types do for one of them. Null members mean: nothing to finalize, equal only to itself,
-/// hashed by address, formatted as described.
+/// What the functions common to all types do for one of them. Null members mean: nothing to finalize, equal
+/// only to itself, hashed by address, formatted as described.
 struct type_info {
     const char* name;
     bool refers; ///< Whether its objects are of type `container`.
@@ -77,8 +77,9 @@ struct type_info {
     CFHashCode (*hash)(const object& self);
     CFStringRef (*copy_description)(const object& self);
     CFStringRef (*copy_formatted)(const object& self) = nullptr; ///< The text that %@ gives.
-    /// For containers, instead of `equal`: finds out whether they differ as far as can be told without comparing objects,
-    /// and hands out the objects to compare one pair at a time. `position` is 0 at first and for its own use after.
+    /// For containers, instead of `equal`: finds out whether they differ as far as can be told without
+    /// comparing objects, and hands out the objects to compare one pair at a time. `position` is 0 at first
+    /// and for its own use after.
     step (*next_pair)(const object& a, const object& b, CFIndex& position, pair& next) = nullptr;
 };
 
@@ -119,7 +120,8 @@ inline bool is_mutable(CFTypeRef cf, type kind) {
 
 /// Whether a range lies within `length` things.
 inline bool contains(CFIndex length, CFRange range) {
-    return range.location >= 0 && range.length >= 0 && range.location <= length && range.length <= length - range.location;
+    return range.location >= 0 && range.length >= 0 && range.location <= length &&
+           range.length <= length - range.location;
 }
 
 /// The allocator to use for an argument: null for the system's, never a null one that means "the default".

@@ -14,8 +14,8 @@ using cf::table;
 // A set is a table of keys whose values are all null.
 cf::table_callbacks keys_only(const CFSetCallBacks* callbacks) {
     if (callbacks == nullptr) return {};
-    return {{callbacks->version, callbacks->retain, callbacks->release, callbacks->copyDescription, callbacks->equal,
-             callbacks->hash},
+    return {{callbacks->version, callbacks->retain, callbacks->release, callbacks->copyDescription,
+             callbacks->equal, callbacks->hash},
             {}};
 }
 
@@ -40,7 +40,8 @@ bool equal_sets(const object& a, const object& b) {
 
 namespace cf {
 
-constinit const type_info set_type_info = {"CFSet", true, finalize_table, equal_sets, hash_table, describe_table};
+constinit const type_info set_type_info = {"CFSet",    true,       finalize_table,
+                                           equal_sets, hash_table, describe_table};
 
 CFSetRef create_set_adopting(CFAllocatorRef allocator, std::span<const CFTypeRef> values, bool is_mutable) {
     return static_cast<CFSetRef>(
@@ -70,16 +71,18 @@ CFSetRef CFSetCreateCopy(CFAllocatorRef allocator, CFSetRef theSet) {
     return is_set(theSet) ? static_cast<CFSetRef>(cf::copy_table(allocator, *theSet, 0, false)) : nullptr;
 }
 
-CFMutableSetRef CFSetCreateMutable(CFAllocatorRef allocator, CFIndex capacity, const CFSetCallBacks* callBacks) {
+CFMutableSetRef CFSetCreateMutable(CFAllocatorRef allocator, CFIndex capacity,
+                                   const CFSetCallBacks* callBacks) {
     if (capacity < 0) return nullptr;
     // A hint of any size must not be what makes the call fail.
-    return static_cast<CFMutableSetRef>(cf::make_table(allocator, cf::type::set, std::min<CFIndex>(capacity, 64),
-                                                       keys_only(callBacks), true));
+    return static_cast<CFMutableSetRef>(cf::make_table(
+        allocator, cf::type::set, std::min<CFIndex>(capacity, 64), keys_only(callBacks), true));
 }
 
 CFMutableSetRef CFSetCreateMutableCopy(CFAllocatorRef allocator, CFIndex capacity, CFSetRef theSet) {
     if (capacity < 0 || !is_set(theSet)) return nullptr;
-    return static_cast<CFMutableSetRef>(cf::copy_table(allocator, *theSet, std::min<CFIndex>(capacity, 64), true));
+    return static_cast<CFMutableSetRef>(
+        cf::copy_table(allocator, *theSet, std::min<CFIndex>(capacity, 64), true));
 }
 
 CFIndex CFSetGetCount(CFSetRef theSet) {

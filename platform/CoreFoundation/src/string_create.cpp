@@ -12,7 +12,8 @@
 
 namespace {
 
-// The constant strings made so far. They are never freed, so that references taken while a program ends stay valid.
+// The constant strings made so far. They are never freed, so that references taken while a program ends stay
+// valid.
 struct constant_table {
     std::mutex mutex;
     std::unordered_map<std::string, CFStringRef> strings;
@@ -66,7 +67,8 @@ CFStringRef __CFStringMakeConstantString(const char* cStr) { // NOLINT(bugprone-
         if (found != table.strings.end()) return found->second;
         cf::owned<CFStringRef> made(cf::create_utf8_string(kCFAllocatorSystemDefault, cStr));
         if (!made) return nullptr;
-        // The key is a copy: the literal may belong to a module that is unloaded before the table is looked at again.
+        // The key is a copy: the literal may belong to a module that is unloaded before the table is looked
+        // at again.
         table.strings.emplace(cStr, made.get());
         made.get()->references.store(cf::immortal, std::memory_order_relaxed);
         return made.detach();
@@ -75,7 +77,8 @@ CFStringRef __CFStringMakeConstantString(const char* cStr) { // NOLINT(bugprone-
     }
 }
 
-CFStringRef CFStringCreateWithPascalString(CFAllocatorRef alloc, const unsigned char* pStr, CFStringEncoding encoding) {
+CFStringRef CFStringCreateWithPascalString(CFAllocatorRef alloc, const unsigned char* pStr,
+                                           CFStringEncoding encoding) {
     if (pStr == nullptr) return nullptr;
     return cf::decode(alloc, {pStr + 1, std::size_t{pStr[0]}}, encoding, false);
 }
@@ -88,7 +91,8 @@ CFStringRef CFStringCreateWithCString(CFAllocatorRef alloc, const char* cStr, CF
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef alloc, const UInt8* bytes, CFIndex numBytes,
                                     CFStringEncoding encoding, Boolean isExternalRepresentation) {
     if (!has_bytes(bytes, numBytes)) return nullptr;
-    return cf::decode(alloc, {bytes, static_cast<std::size_t>(numBytes)}, encoding, isExternalRepresentation != 0);
+    return cf::decode(alloc, {bytes, static_cast<std::size_t>(numBytes)}, encoding,
+                      isExternalRepresentation != 0);
 }
 
 CFStringRef CFStringCreateWithCharacters(CFAllocatorRef alloc, const UniChar* chars, CFIndex numChars) {
@@ -109,8 +113,8 @@ CFStringRef CFStringCreateWithBytesNoCopy(CFAllocatorRef alloc, const UInt8* byt
                                           CFStringEncoding encoding, Boolean isExternalRepresentation,
                                           CFAllocatorRef contentsDeallocator) {
     // Bytes without a terminator could not serve CFStringGetCStringPtr, so they are copied all the same.
-    return free_contents(CFStringCreateWithBytes(alloc, bytes, numBytes, encoding, isExternalRepresentation), bytes,
-                         contentsDeallocator);
+    return free_contents(CFStringCreateWithBytes(alloc, bytes, numBytes, encoding, isExternalRepresentation),
+                         bytes, contentsDeallocator);
 }
 
 CFStringRef CFStringCreateWithCharactersNoCopy(CFAllocatorRef alloc, const UniChar* chars, CFIndex numChars,
@@ -126,13 +130,14 @@ CFStringRef CFStringCreateWithSubstring(CFAllocatorRef alloc, CFStringRef str, C
     if (!text.wide)
         return cf::create_ascii_string(alloc, text.narrow().substr(static_cast<std::size_t>(range.location),
                                                                    static_cast<std::size_t>(range.length)));
-    return cf::create_utf16_string(
-        alloc, text.utf16().subspan(static_cast<std::size_t>(range.location), static_cast<std::size_t>(range.length)));
+    return cf::create_utf16_string(alloc, text.utf16().subspan(static_cast<std::size_t>(range.location),
+                                                               static_cast<std::size_t>(range.length)));
 }
 
 CFStringRef CFStringCreateCopy(CFAllocatorRef alloc, CFStringRef theString) {
     if (!cf::is(theString, cf::type::string)) return nullptr;
-    // An object made with another allocator may have to be outlived, and one that borrows its units cannot be.
+    // An object made with another allocator may have to be outlived, and one that borrows its units cannot
+    // be.
     if (!theString->is_mutable && (theString->detail & cf::string_is_external) == 0 &&
         cf::resolve(alloc) == theString->allocator) {
         cf::retain(theString);
@@ -142,7 +147,8 @@ CFStringRef CFStringCreateCopy(CFAllocatorRef alloc, CFStringRef theString) {
     return CFStringCreateWithSubstring(alloc, theString, CFRangeMake(0, theString->length));
 }
 
-CFStringRef CFStringCreateFromExternalRepresentation(CFAllocatorRef alloc, CFDataRef data, CFStringEncoding encoding) {
+CFStringRef CFStringCreateFromExternalRepresentation(CFAllocatorRef alloc, CFDataRef data,
+                                                     CFStringEncoding encoding) {
     if (!cf::is(data, cf::type::data)) return nullptr;
     return CFStringCreateWithBytes(alloc, CFDataGetBytePtr(data), CFDataGetLength(data), encoding, true);
 }

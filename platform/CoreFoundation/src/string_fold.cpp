@@ -12,7 +12,8 @@ constexpr CFStringCompareFlags decomposing = kCFCompareNonliteral | kCFCompareDi
 
 // The character that a run maps `unit` to; `unit` itself if none does.
 UniChar map_by_runs(std::span<const case_run> runs, UniChar unit) {
-    const auto run = std::partition_point(runs.begin(), runs.end(), [unit](const case_run& r) { return r.last < unit; });
+    const auto run =
+        std::partition_point(runs.begin(), runs.end(), [unit](const case_run& r) { return r.last < unit; });
     if (run == runs.end() || unit < run->first || (unit - run->first) % run->stride != 0) return unit;
     return static_cast<UniChar>(unit + run->distance);
 }
@@ -25,13 +26,15 @@ mapped map_case(std::span<const case_run> runs, std::span<const case_expansion> 
 }
 
 mapped fold_case(UniChar unit) {
-    if (unit < 0x80) return {{static_cast<UniChar>(unit >= 'A' && unit <= 'Z' ? unit + ('a' - 'A') : unit)}, 1};
+    if (unit < 0x80)
+        return {{static_cast<UniChar>(unit >= 'A' && unit <= 'Z' ? unit + ('a' - 'A') : unit)}, 1};
     return map_case(folding_runs, folding_expansions, unit);
 }
 
 const decomposition* find_decomposition(char32_t character) {
-    const auto found = std::partition_point(decompositions.begin(), decompositions.end(),
-                                            [character](const decomposition& d) { return d.character < character; });
+    const auto found =
+        std::partition_point(decompositions.begin(), decompositions.end(),
+                             [character](const decomposition& d) { return d.character < character; });
     return found == decompositions.end() || found->character != character ? nullptr : &*found;
 }
 
@@ -43,7 +46,8 @@ public:
     void add(char32_t character, CFIndex source) {
         if (character < 0xFFFF && (options_ & kCFCompareWidthInsensitive) != 0)
             character = map_by_runs(widths, static_cast<UniChar>(character));
-        if (character > 0xFFFF || (options_ & kCFCompareCaseInsensitive) == 0) return decompose(character, source);
+        if (character > 0xFFFF || (options_ & kCFCompareCaseInsensitive) == 0)
+            return decompose(character, source);
         const mapped lower = fold_case(static_cast<UniChar>(character));
         for (std::size_t i = 0; i < lower.count; ++i)
             decompose(lower.units[i], source);
@@ -83,13 +87,14 @@ mapped to_lower(UniChar unit) {
 }
 
 mapped to_upper(UniChar unit) {
-    if (unit < 0x80) return {{static_cast<UniChar>(unit >= 'a' && unit <= 'z' ? unit - ('a' - 'A') : unit)}, 1};
+    if (unit < 0x80)
+        return {{static_cast<UniChar>(unit >= 'a' && unit <= 'z' ? unit - ('a' - 'A') : unit)}, 1};
     return map_case(upper_runs, upper_expansions, unit);
 }
 
 bool is_mark(char32_t character) {
-    const auto found = std::partition_point(marks.begin(), marks.end(),
-                                            [character](const character_range& r) { return r.last < character; });
+    const auto found = std::partition_point(
+        marks.begin(), marks.end(), [character](const character_range& r) { return r.last < character; });
     return found != marks.end() && character >= found->first;
 }
 

@@ -1,4 +1,5 @@
-// Formatting, as printf does it and with objects. Nothing here depends on a locale or on the C runtime's own printf.
+// Formatting, as printf does it and with objects. Nothing here depends on a locale or on the C runtime's own
+// printf.
 #include "string_storage.h"
 
 #include <algorithm>
@@ -19,8 +20,18 @@ namespace {
 using cf::text_view;
 
 // How an argument is passed.
-enum class passed_as { nothing, as_int, as_long, as_long_long, as_size, as_difference, as_max, as_double, as_long_double,
-                       as_pointer };
+enum class passed_as {
+    nothing,
+    as_int,
+    as_long,
+    as_long_long,
+    as_size,
+    as_difference,
+    as_max,
+    as_double,
+    as_long_double,
+    as_pointer
+};
 
 struct argument {
     passed_as how = passed_as::nothing;
@@ -220,8 +231,9 @@ private:
         case 'G':
         case 'a':
         case 'A':
-            read.value_argument = use(position, length == passed_as::as_long_double ? passed_as::as_long_double
-                                                                                    : passed_as::as_double);
+            read.value_argument =
+                use(position,
+                    length == passed_as::as_long_double ? passed_as::as_long_double : passed_as::as_double);
             break;
         case '@':
         case 's':
@@ -244,7 +256,8 @@ private:
 
 void fetch(argument& to, va_list* from) {
     switch (to.how) {
-    case passed_as::nothing: // A number that the format skips: nothing is known of it but that most are integers.
+    case passed_as::nothing: // A number that the format skips: nothing is known of it but that most are
+                             // integers.
     case passed_as::as_int:
         to.integer = va_arg(*from, int);
         break;
@@ -285,7 +298,8 @@ std::string upper_case(std::string text) {
 // Writes the pieces, each with its argument, to a list of units.
 class formatter {
 public:
-    formatter(text_view format, const std::vector<argument>& arguments) : format_(format), arguments_(arguments) {}
+    formatter(text_view format, const std::vector<argument>& arguments)
+        : format_(format), arguments_(arguments) {}
 
     void write(piece piece) {
         if (piece.width_argument) take_width(piece, arguments_[*piece.width_argument].integer);
@@ -333,7 +347,8 @@ private:
     }
 
     static void take_precision(piece& piece, long long precision) {
-        if (precision >= 0) piece.precision = static_cast<int>(std::min<long long>(precision, largest_number));
+        if (precision >= 0)
+            piece.precision = static_cast<int>(std::min<long long>(precision, largest_number));
     }
 
     void append(text_view text, CFIndex start, CFIndex end) {
@@ -381,7 +396,8 @@ private:
         cf::owned<CFStringRef> read(cf::create_utf8_string(nullptr, bytes));
         if (!read)
             read = cf::owned(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(text),
-                                                     static_cast<CFIndex>(size), kCFStringEncodingISOLatin1, false));
+                                                     static_cast<CFIndex>(size), kCFStringEncodingISOLatin1,
+                                                     false));
         if (!read) throw std::bad_alloc();
         write_text(piece, cf::view(read.get()));
     }
@@ -389,8 +405,8 @@ private:
     void write_wide_characters(const piece& piece) {
         std::vector<UniChar> units;
         const auto* text = static_cast<const wchar_t*>(value(piece).pointer);
-        for (std::size_t i = 0; (!piece.precision || i < static_cast<std::size_t>(*piece.precision)) && text[i] != 0;
-             ++i) {
+        for (std::size_t i = 0;
+             (!piece.precision || i < static_cast<std::size_t>(*piece.precision)) && text[i] != 0; ++i) {
             const auto character = static_cast<char32_t>(text[i]);
             if (character > 0xFFFF) {
                 units.push_back(static_cast<UniChar>(0xD7C0U + (character >> 10U)));
@@ -419,7 +435,8 @@ private:
 
     void write_pointer(piece piece) {
         piece.precision.reset();
-        write_text(piece, "0x" + digits(reinterpret_cast<std::uintptr_t>(value(piece).pointer), 16));
+        std::string text = "0x";
+        write_text(piece, text.append(digits(reinterpret_cast<std::uintptr_t>(value(piece).pointer), 16)));
     }
 
     static std::string digits(unsigned long long number, int base) {
@@ -429,7 +446,8 @@ private:
     }
 
     // A number: its sign or prefix, zeros if wanted, and the rest.
-    void write_number(const piece& piece, std::string_view prefix, std::string_view rest, bool may_be_zero_padded) {
+    void write_number(const piece& piece, std::string_view prefix, std::string_view rest,
+                      bool may_be_zero_padded) {
         const std::size_t size = prefix.size() + rest.size();
         const bool zeros = piece.zero && !piece.left && may_be_zero_padded;
         if (!piece.left && !zeros) pad(piece, size, ' ');
@@ -494,9 +512,10 @@ private:
                                                        : std::chars_format::hex;
         std::string text(static_cast<std::size_t>(precision.value_or(6)) + 350, '\0');
         char* const end = text.data() + text.size();
-        const std::to_chars_result result = kind == 'a' && !precision
-                                                ? std::to_chars(text.data(), end, number, format)
-                                                : std::to_chars(text.data(), end, number, format, precision.value_or(6));
+        const std::to_chars_result result =
+            kind == 'a' && !precision
+                ? std::to_chars(text.data(), end, number, format)
+                : std::to_chars(text.data(), end, number, format, precision.value_or(6));
         text.resize(static_cast<std::size_t>(result.ptr - text.data()));
         return text;
     }
@@ -533,7 +552,8 @@ CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef alloc, CFDiction
     }
 }
 
-CFStringRef CFStringCreateWithFormat(CFAllocatorRef alloc, CFDictionaryRef formatOptions, CFStringRef format, ...) {
+CFStringRef CFStringCreateWithFormat(CFAllocatorRef alloc, CFDictionaryRef formatOptions, CFStringRef format,
+                                     ...) {
     va_list arguments;
     va_start(arguments, format);
     CFStringRef made = CFStringCreateWithFormatAndArguments(alloc, formatOptions, format, arguments);
@@ -541,14 +561,15 @@ CFStringRef CFStringCreateWithFormat(CFAllocatorRef alloc, CFDictionaryRef forma
     return made;
 }
 
-void CFStringAppendFormatAndArguments(CFMutableStringRef theString, CFDictionaryRef formatOptions, CFStringRef format,
-                                      va_list arguments) {
+void CFStringAppendFormatAndArguments(CFMutableStringRef theString, CFDictionaryRef formatOptions,
+                                      CFStringRef format, va_list arguments) {
     const cf::owned<CFStringRef> text(
         CFStringCreateWithFormatAndArguments(nullptr, formatOptions, format, arguments));
     CFStringAppend(theString, text.get());
 }
 
-void CFStringAppendFormat(CFMutableStringRef theString, CFDictionaryRef formatOptions, CFStringRef format, ...) {
+void CFStringAppendFormat(CFMutableStringRef theString, CFDictionaryRef formatOptions, CFStringRef format,
+                          ...) {
     va_list arguments;
     va_start(arguments, format);
     CFStringAppendFormatAndArguments(theString, formatOptions, format, arguments);

@@ -56,8 +56,8 @@ struct conversion {
 };
 
 // Converts units to bytes until one does not fit or does not convert. A null buffer only measures.
-conversion convert(cf::text_view text, CFRange range, CFStringEncoding encoding, UInt8 loss_byte, bool with_mark,
-                   UInt8* buffer, CFIndex size) {
+conversion convert(cf::text_view text, CFRange range, CFStringEncoding encoding, UInt8 loss_byte,
+                   bool with_mark, UInt8* buffer, CFIndex size) {
     conversion done{0, 0};
     if (!cf::is_available(encoding)) return done;
     const auto put = [&done, buffer, size](std::span<const UInt8> bytes) {
@@ -73,7 +73,8 @@ conversion convert(cf::text_view text, CFRange range, CFStringEncoding encoding,
     if (!text.wide && cf::contains_ascii(encoding)) {
         const CFIndex fitting = buffer == nullptr ? range.length : std::min(range.length, size - done.bytes);
         if (buffer != nullptr && fitting > 0)
-            std::memcpy(buffer + done.bytes, text.narrow().data() + range.location, static_cast<std::size_t>(fitting));
+            std::memcpy(buffer + done.bytes, text.narrow().data() + range.location,
+                        static_cast<std::size_t>(fitting));
         return {fitting, done.bytes + fitting};
     }
     const CFIndex end = range.location + range.length;
@@ -127,7 +128,8 @@ const unsigned char* CFStringGetPascalStringPtr(CFStringRef, CFStringEncoding) {
     return nullptr;
 }
 
-Boolean CFStringGetCString(CFStringRef theString, char* buffer, CFIndex bufferSize, CFStringEncoding encoding) {
+Boolean CFStringGetCString(CFStringRef theString, char* buffer, CFIndex bufferSize,
+                           CFStringEncoding encoding) {
     if (buffer == nullptr || bufferSize <= 0) return false;
     buffer[0] = 0;
     if (!cf::is(theString, cf::type::string)) return false;
@@ -153,11 +155,13 @@ Boolean CFStringGetPascalString(CFStringRef theString, unsigned char* buffer, CF
 }
 
 CFIndex CFStringGetBytes(CFStringRef theString, CFRange range, CFStringEncoding encoding, UInt8 lossByte,
-                         Boolean isExternalRepresentation, UInt8* buffer, CFIndex maxBufLen, CFIndex* usedBufLen) {
+                         Boolean isExternalRepresentation, UInt8* buffer, CFIndex maxBufLen,
+                         CFIndex* usedBufLen) {
     conversion done{0, 0};
     if (cf::is(theString, cf::type::string) && cf::contains(theString->length, range)) {
         if (maxBufLen <= 0) buffer = nullptr;
-        done = convert(cf::view(theString), range, encoding, lossByte, isExternalRepresentation != 0, buffer, maxBufLen);
+        done = convert(cf::view(theString), range, encoding, lossByte, isExternalRepresentation != 0, buffer,
+                       maxBufLen);
     }
     if (usedBufLen != nullptr) *usedBufLen = done.bytes;
     return done.units;
@@ -201,7 +205,8 @@ CFStringEncoding CFStringGetSmallestEncoding(CFStringRef theString) {
     for (const UniChar unit : text.utf16())
         bits |= unit;
     if (bits < 0x80) return kCFStringEncodingASCII;
-    const conversion done = convert(text, CFRangeMake(0, text.length), kCFStringEncodingUTF8, 0, false, nullptr, 0);
+    const conversion done =
+        convert(text, CFRangeMake(0, text.length), kCFStringEncodingUTF8, 0, false, nullptr, 0);
     return done.units == text.length ? kCFStringEncodingUTF8 : kCFStringEncodingUTF16;
 }
 
@@ -230,8 +235,8 @@ CFStringRef CFStringConvertEncodingToIANACharSetName(CFStringEncoding encoding) 
     return nullptr;
 }
 
-CFDataRef CFStringCreateExternalRepresentation(CFAllocatorRef alloc, CFStringRef theString, CFStringEncoding encoding,
-                                               UInt8 lossByte) {
+CFDataRef CFStringCreateExternalRepresentation(CFAllocatorRef alloc, CFStringRef theString,
+                                               CFStringEncoding encoding, UInt8 lossByte) {
     if (!cf::is(theString, cf::type::string) || !cf::is_available(encoding)) return nullptr;
     const cf::text_view text = cf::view(theString);
     const CFRange all = CFRangeMake(0, text.length);

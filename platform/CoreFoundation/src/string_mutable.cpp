@@ -75,7 +75,8 @@ void terminate(external_string& string) {
         block<char>(string)[string.length] = 0;
 }
 
-// Replaces the units in `range`, which lies within the string. False, and nothing changed, for want of memory.
+// Replaces the units in `range`, which lies within the string. False, and nothing changed, for want of
+// memory.
 bool replace(external_string& string, CFRange range, text_view replacement) {
     cf::owned<CFStringRef> copy;
     if (replacement.units == string.units && replacement.length > 0) {
@@ -92,7 +93,8 @@ bool replace(external_string& string, CFRange range, text_view replacement) {
     char* const at = block<char>(string) + width * static_cast<std::size_t>(range.location);
     const CFIndex behind = kept - range.location;
     std::memmove(at + width * static_cast<std::size_t>(replacement.length),
-                 at + width * static_cast<std::size_t>(range.length), width * static_cast<std::size_t>(behind));
+                 at + width * static_cast<std::size_t>(range.length),
+                 width * static_cast<std::size_t>(behind));
     copy_units(replacement, replacement.length, is_wide(string), at);
     string.length = length;
     terminate(string);
@@ -129,7 +131,8 @@ void map_characters(CFMutableStringRef string, cf::mapped (*map)(UniChar)) {
         units.reserve(static_cast<std::size_t>(text.length));
         for (CFIndex i = 0; i < text.length; ++i) {
             const cf::mapped to = map(text[i]);
-            units.insert(units.end(), to.units.begin(), to.units.begin() + static_cast<std::ptrdiff_t>(to.count));
+            units.insert(units.end(), to.units.begin(),
+                         to.units.begin() + static_cast<std::ptrdiff_t>(to.count));
         }
         replace_all(*changed, units);
     } catch (const std::bad_alloc&) {
@@ -181,7 +184,8 @@ void CFStringAppendCString(CFMutableStringRef theString, const char* cStr, CFStr
     CFStringAppend(theString, appended.get());
 }
 
-void CFStringAppendPascalString(CFMutableStringRef theString, const unsigned char* pStr, CFStringEncoding encoding) {
+void CFStringAppendPascalString(CFMutableStringRef theString, const unsigned char* pStr,
+                                CFStringEncoding encoding) {
     const cf::owned<CFStringRef> appended(CFStringCreateWithPascalString(nullptr, pStr, encoding));
     CFStringAppend(theString, appended.get());
 }
@@ -198,7 +202,8 @@ void CFStringDelete(CFMutableStringRef theString, CFRange range) {
 
 void CFStringReplace(CFMutableStringRef theString, CFRange range, CFStringRef replacement) {
     external_string* changed = changeable(theString);
-    if (changed == nullptr || !cf::contains(changed->length, range) || !cf::is(replacement, cf::type::string)) return;
+    if (changed == nullptr || !cf::contains(changed->length, range) || !cf::is(replacement, cf::type::string))
+        return;
     replace(*changed, range, cf::view(replacement));
 }
 
@@ -206,8 +211,9 @@ void CFStringReplaceAll(CFMutableStringRef theString, CFStringRef replacement) {
     CFStringReplace(theString, CFRangeMake(0, CFStringGetLength(theString)), replacement);
 }
 
-CFIndex CFStringFindAndReplace(CFMutableStringRef theString, CFStringRef stringToFind, CFStringRef replacementString,
-                               CFRange rangeToSearch, CFStringCompareFlags compareOptions) {
+CFIndex CFStringFindAndReplace(CFMutableStringRef theString, CFStringRef stringToFind,
+                               CFStringRef replacementString, CFRange rangeToSearch,
+                               CFStringCompareFlags compareOptions) {
     external_string* changed = changeable(theString);
     if (changed == nullptr || !cf::is(replacementString, cf::type::string)) return 0;
     // Each part may be the very string that changes.
@@ -225,7 +231,8 @@ CFIndex CFStringFindAndReplace(CFMutableStringRef theString, CFStringRef stringT
         if ((compareOptions & kCFCompareBackwards) != 0) {
             rangeToSearch.length = found.location - rangeToSearch.location;
         } else {
-            rangeToSearch = CFRangeMake(found.location + replacement.get()->length, end - found.location - found.length);
+            rangeToSearch =
+                CFRangeMake(found.location + replacement.get()->length, end - found.location - found.length);
         }
     }
     return count;
@@ -254,7 +261,8 @@ void CFStringTrim(CFMutableStringRef theString, CFStringRef trimString) {
     CFRange found;
     while (CFStringFindWithOptions(theString, trimString, kept, kCFCompareAnchored, &found))
         kept = CFRangeMake(kept.location + found.length, kept.length - found.length);
-    while (CFStringFindWithOptions(theString, trimString, kept, kCFCompareAnchored | kCFCompareBackwards, &found))
+    while (CFStringFindWithOptions(theString, trimString, kept, kCFCompareAnchored | kCFCompareBackwards,
+                                   &found))
         kept.length -= found.length;
     keep(*changed, kept);
 }

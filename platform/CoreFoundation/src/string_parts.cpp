@@ -31,7 +31,8 @@ bool is_digit(UniChar unit) {
 
 } // namespace
 
-CFStringRef CFStringCreateByCombiningStrings(CFAllocatorRef alloc, CFArrayRef theArray, CFStringRef separatorString) {
+CFStringRef CFStringCreateByCombiningStrings(CFAllocatorRef alloc, CFArrayRef theArray,
+                                             CFStringRef separatorString) {
     if (!cf::is(theArray, cf::type::array)) return nullptr;
     const cf::owned<CFMutableStringRef> joined(CFStringCreateMutable(alloc, 0));
     if (!joined) return nullptr;

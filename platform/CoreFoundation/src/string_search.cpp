@@ -56,15 +56,15 @@ int compare_folded(const std::vector<folded>& first, const std::vector<folded>& 
 
 text_view part(text_view text, CFRange range) {
     const std::size_t width = text.wide ? sizeof(UniChar) : 1;
-    return {static_cast<const char*>(text.units) + width * static_cast<std::size_t>(range.location), range.length,
-            text.wide};
+    return {static_cast<const char*>(text.units) + width * static_cast<std::size_t>(range.location),
+            range.length, text.wide};
 }
 
 int compare(text_view a, CFRange range, text_view b, CFStringCompareFlags options) {
     const bool numerically = (options & kCFCompareNumerically) != 0;
     if (cf::folds(options) || numerically) {
-        const int order = compare_folded(cf::fold(a, range, options), cf::fold(b, CFRangeMake(0, b.length), options),
-                                         numerically);
+        const int order = compare_folded(cf::fold(a, range, options),
+                                         cf::fold(b, CFRangeMake(0, b.length), options), numerically);
         if (order != 0 || (options & kCFCompareForcedOrdering) == 0) return order;
     }
     return cf::compare_units(part(a, range), b);
@@ -94,28 +94,31 @@ std::optional<CFRange> find_literally(text_view text, CFRange range, text_view w
     if (wanted.length > range.length) return std::nullopt;
     if (!text.wide && !wanted.wide && !where.anchored) {
         const std::string_view space = part(text, range).narrow();
-        const std::size_t found = where.backwards ? space.rfind(wanted.narrow()) : space.find(wanted.narrow());
+        const std::size_t found =
+            where.backwards ? space.rfind(wanted.narrow()) : space.find(wanted.narrow());
         if (found == std::string_view::npos) return std::nullopt;
         return CFRangeMake(range.location + static_cast<CFIndex>(found), wanted.length);
     }
-    const auto found = where.search(static_cast<std::size_t>(range.length - wanted.length), [&](std::size_t place) {
-        const CFIndex start = range.location + static_cast<CFIndex>(place);
-        for (CFIndex i = 0; i < wanted.length; ++i) {
-            if (text[start + i] != wanted[i]) return false;
-        }
-        return true;
-    });
+    const auto found =
+        where.search(static_cast<std::size_t>(range.length - wanted.length), [&](std::size_t place) {
+            const CFIndex start = range.location + static_cast<CFIndex>(place);
+            for (CFIndex i = 0; i < wanted.length; ++i) {
+                if (text[start + i] != wanted[i]) return false;
+            }
+            return true;
+        });
     if (!found) return std::nullopt;
     return CFRangeMake(range.location + static_cast<CFIndex>(*found), wanted.length);
 }
 
-std::optional<CFRange> find_folded(text_view text, CFRange range, text_view wanted, CFStringCompareFlags options) {
+std::optional<CFRange> find_folded(text_view text, CFRange range, text_view wanted,
+                                   CFStringCompareFlags options) {
     const std::vector<folded> space = cf::fold(text, range, options);
     const std::vector<folded> needle = cf::fold(wanted, CFRangeMake(0, wanted.length), options);
     if (needle.empty() || needle.size() > space.size()) return std::nullopt;
     const bool whole_characters = (options & kCFCompareNonliteral) != 0;
-    // A match covers whole characters: it neither begins nor ends within what came of one, nor, when composed and
-    // decomposed forms are the same, between a letter and its marks.
+    // A match covers whole characters: it neither begins nor ends within what came of one, nor, when composed
+    // and decomposed forms are the same, between a letter and its marks.
     const auto is_boundary = [&](std::size_t place) {
         if (place == space.size()) return true;
         if (place > 0 && space[place].source == space[place - 1].source) return false;
@@ -140,7 +143,8 @@ std::optional<CFRange> find(text_view text, CFRange range, text_view wanted, CFS
 }
 
 const void* retain_range(CFAllocatorRef allocator, const void* value) {
-    auto* copy = static_cast<CFRange*>(CFAllocatorAllocate(allocator, static_cast<CFIndex>(sizeof(CFRange)), 0));
+    auto* copy =
+        static_cast<CFRange*>(CFAllocatorAllocate(allocator, static_cast<CFIndex>(sizeof(CFRange)), 0));
     if (copy != nullptr) *copy = *static_cast<const CFRange*>(value);
     return copy;
 }
@@ -159,8 +163,8 @@ constexpr CFArrayCallBacks range_callbacks = {0, retain_range, release_range, nu
 
 } // namespace
 
-CFComparisonResult CFStringCompareWithOptions(CFStringRef theString1, CFStringRef theString2, CFRange rangeToCompare,
-                                              CFStringCompareFlags compareOptions) {
+CFComparisonResult CFStringCompareWithOptions(CFStringRef theString1, CFStringRef theString2,
+                                              CFRange rangeToCompare, CFStringCompareFlags compareOptions) {
     const bool first_is = cf::is(theString1, cf::type::string);
     const bool second_is = cf::is(theString2, cf::type::string);
     if (!first_is || !second_is) return sign(int{first_is} - int{second_is});
@@ -180,8 +184,8 @@ CFComparisonResult CFStringCompare(CFStringRef theString1, CFStringRef theString
 }
 
 CFComparisonResult CFStringCompareWithOptionsAndLocale(CFStringRef theString1, CFStringRef theString2,
-                                                       CFRange rangeToCompare, CFStringCompareFlags compareOptions,
-                                                       CFLocaleRef) {
+                                                       CFRange rangeToCompare,
+                                                       CFStringCompareFlags compareOptions, CFLocaleRef) {
     return CFStringCompareWithOptions(theString1, theString2, rangeToCompare, compareOptions);
 }
 
@@ -199,20 +203,22 @@ Boolean CFStringFindWithOptions(CFStringRef theString, CFStringRef stringToFind,
     }
 }
 
-Boolean CFStringFindWithOptionsAndLocale(CFStringRef theString, CFStringRef stringToFind, CFRange rangeToSearch,
-                                         CFStringCompareFlags searchOptions, CFLocaleRef, CFRange* result) {
+Boolean CFStringFindWithOptionsAndLocale(CFStringRef theString, CFStringRef stringToFind,
+                                         CFRange rangeToSearch, CFStringCompareFlags searchOptions,
+                                         CFLocaleRef, CFRange* result) {
     return CFStringFindWithOptions(theString, stringToFind, rangeToSearch, searchOptions, result);
 }
 
 CFRange CFStringFind(CFStringRef theString, CFStringRef stringToFind, CFStringCompareFlags compareOptions) {
     CFRange found = CFRangeMake(kCFNotFound, 0);
-    CFStringFindWithOptions(theString, stringToFind, CFRangeMake(0, CFStringGetLength(theString)), compareOptions,
-                            &found);
+    CFStringFindWithOptions(theString, stringToFind, CFRangeMake(0, CFStringGetLength(theString)),
+                            compareOptions, &found);
     return found;
 }
 
-CFArrayRef CFStringCreateArrayWithFindResults(CFAllocatorRef alloc, CFStringRef theString, CFStringRef stringToFind,
-                                              CFRange rangeToSearch, CFStringCompareFlags compareOptions) {
+CFArrayRef CFStringCreateArrayWithFindResults(CFAllocatorRef alloc, CFStringRef theString,
+                                              CFStringRef stringToFind, CFRange rangeToSearch,
+                                              CFStringCompareFlags compareOptions) {
     cf::owned<CFMutableArrayRef> results;
     CFRange found;
     while (CFStringFindWithOptions(theString, stringToFind, rangeToSearch, compareOptions, &found)) {
@@ -229,8 +235,8 @@ CFArrayRef CFStringCreateArrayWithFindResults(CFAllocatorRef alloc, CFStringRef 
 }
 
 Boolean CFStringHasPrefix(CFStringRef theString, CFStringRef prefix) {
-    return CFStringFindWithOptions(theString, prefix, CFRangeMake(0, CFStringGetLength(theString)), kCFCompareAnchored,
-                                   nullptr);
+    return CFStringFindWithOptions(theString, prefix, CFRangeMake(0, CFStringGetLength(theString)),
+                                   kCFCompareAnchored, nullptr);
 }
 
 Boolean CFStringHasSuffix(CFStringRef theString, CFStringRef suffix) {

@@ -13,7 +13,8 @@ namespace {
 constexpr std::size_t longest = static_cast<std::size_t>(std::numeric_limits<CFIndex>::max()) / 4;
 
 template <typename Unit>
-CFStringRef create_uninitialised(CFAllocatorRef allocator, std::size_t length, Unit** storage, std::uint16_t detail) {
+CFStringRef create_uninitialised(CFAllocatorRef allocator, std::size_t length, Unit** storage,
+                                 std::uint16_t detail) {
     if (length > longest) return nullptr;
     auto* made = static_cast<__CFString*>(
         allocate_object(allocator, type::string, sizeof(__CFString) + (length + 1) * sizeof(Unit)));
@@ -144,11 +145,12 @@ CFStringRef create_utf16_string(CFAllocatorRef allocator, std::span<const UniCha
 }
 
 CFStringRef create_utf8_string(CFAllocatorRef allocator, std::string_view utf8) {
-    return decode(allocator, {reinterpret_cast<const UInt8*>(utf8.data()), utf8.size()}, kCFStringEncodingUTF8, false);
+    return decode(allocator, {reinterpret_cast<const UInt8*>(utf8.data()), utf8.size()},
+                  kCFStringEncodingUTF8, false);
 }
 
-// Each word is mixed before the next one comes in, with the seed at the start and the length at the end: texts that collide
-// cannot be prepared without knowing the seed.
+// Each word is mixed before the next one comes in, with the seed at the start and the length at the end:
+// texts that collide cannot be prepared without knowing the seed.
 std::uint64_t hash_text(text_view text) {
     const auto length = static_cast<std::size_t>(text.length);
     std::uint64_t hash = hash_seed();

@@ -34,10 +34,10 @@ constinit const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks = {
     0, cf::retain_object, cf::release_object, CFCopyDescription, CFEqual, CFHash};
 constinit const CFDictionaryKeyCallBacks kCFCopyStringDictionaryKeyCallBacks = {
     0, cf::copy_string, cf::release_object, CFCopyDescription, CFEqual, CFHash};
-constinit const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks = {0, cf::retain_object, cf::release_object,
-                                                                              CFCopyDescription, CFEqual};
-constinit const CFSetCallBacks kCFTypeSetCallBacks = {0,       cf::retain_object, cf::release_object, CFCopyDescription,
-                                                      CFEqual, CFHash};
+constinit const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks = {
+    0, cf::retain_object, cf::release_object, CFCopyDescription, CFEqual};
+constinit const CFSetCallBacks kCFTypeSetCallBacks = {
+    0, cf::retain_object, cf::release_object, CFCopyDescription, CFEqual, CFHash};
 constinit const CFSetCallBacks kCFCopyStringSetCallBacks = {
     0, cf::copy_string, cf::release_object, CFCopyDescription, CFEqual, CFHash};
 }
@@ -63,9 +63,10 @@ constexpr CFIndex longest = std::numeric_limits<std::int32_t>::max();
 
 bool same_callbacks(const table_callbacks& a, const table_callbacks& b) {
     return a.key.retain == b.key.retain && a.key.release == b.key.release &&
-           a.key.copyDescription == b.key.copyDescription && a.key.equal == b.key.equal && a.key.hash == b.key.hash &&
-           a.value.retain == b.value.retain && a.value.release == b.value.release &&
-           a.value.copyDescription == b.value.copyDescription && a.value.equal == b.value.equal;
+           a.key.copyDescription == b.key.copyDescription && a.key.equal == b.key.equal &&
+           a.key.hash == b.key.hash && a.value.retain == b.value.retain &&
+           a.value.release == b.value.release && a.value.copyDescription == b.value.copyDescription &&
+           a.value.equal == b.value.equal;
 }
 
 const table_callbacks* as_constant(const table_callbacks& callbacks) {
@@ -89,7 +90,8 @@ CFHashCode hash_key(const table& self, const void* key) {
     const CFDictionaryKeyCallBacks& callbacks = self.callbacks->key;
     if (callbacks.hash == CFHash) return spread(key == nullptr ? 0 : hash(key));
     if (callbacks.hash != nullptr) return spread(callbacks.hash(key));
-    // Equal keys must have equal hashes, and of keys compared by a call-back without a hash nothing else is known.
+    // Equal keys must have equal hashes, and of keys compared by a call-back without a hash nothing else is
+    // known.
     return callbacks.equal == nullptr ? spread(reinterpret_cast<std::uintptr_t>(key)) : 0;
 }
 
@@ -117,7 +119,8 @@ void add_to_index(table& self, CFIndex which) {
 
 // Empties a slot and closes the gap: entries that had to move past it move back.
 void empty_slot(table& self, std::uint64_t gap) {
-    for (std::uint64_t slot = (gap + 1) & self.index_mask; self.index[slot] != 0; slot = (slot + 1) & self.index_mask) {
+    for (std::uint64_t slot = (gap + 1) & self.index_mask; self.index[slot] != 0;
+         slot = (slot + 1) & self.index_mask) {
         const std::uint64_t home = self.entries[self.index[slot] - 1].hash & self.index_mask;
         if (((slot - home) & self.index_mask) < ((slot - gap) & self.index_mask)) continue;
         self.index[gap] = self.index[slot];
@@ -134,7 +137,8 @@ entry* find_hashed(const table& self, const void* key, CFHashCode hash) {
         }
         return nullptr;
     }
-    for (std::uint64_t slot = hash & self.index_mask; self.index[slot] != 0; slot = (slot + 1) & self.index_mask) {
+    for (std::uint64_t slot = hash & self.index_mask; self.index[slot] != 0;
+         slot = (slot + 1) & self.index_mask) {
         entry& candidate = self.entries[self.index[slot] - 1];
         if (candidate.hash == hash && equal_keys(self, candidate.key, key)) return &candidate;
     }
@@ -155,7 +159,8 @@ bool reserve(table& self, CFIndex count) {
         if (index == nullptr) return false;
         std::fill_n(index, slots, 0U);
     }
-    void* entries = reallocate(self.allocator, self.entries, static_cast<std::size_t>(capacity) * sizeof(entry));
+    void* entries =
+        reallocate(self.allocator, self.entries, static_cast<std::size_t>(capacity) * sizeof(entry));
     if (entries == nullptr) {
         deallocate(self.allocator, index);
         return false;
@@ -227,8 +232,8 @@ table* make_table(CFAllocatorRef allocator, type kind, CFIndex capacity, const t
 }
 
 table* copy_table(CFAllocatorRef allocator, const table& original, CFIndex capacity, bool is_mutable) {
-    table* made =
-        make_table(allocator, original.kind, std::max(capacity, original.count), *original.callbacks, is_mutable);
+    table* made = make_table(allocator, original.kind, std::max(capacity, original.count),
+                             *original.callbacks, is_mutable);
     if (made == nullptr) return nullptr;
     for (const entry& copied : entries_of(&original)) {
         entry added = copied;
@@ -251,11 +256,13 @@ entry* find(const table& self, const void* key) {
 }
 
 bool store(table& self, const void* key, const void* value, storing rule) {
-    const bool needs_object = self.callbacks->key.retain == retain_object || self.callbacks->key.retain == copy_string;
+    const bool needs_object =
+        self.callbacks->key.retain == retain_object || self.callbacks->key.retain == copy_string;
     if (needs_object && key == nullptr) return false;
     const CFHashCode hash = hash_key(self, key);
     const entry* found = find_hashed(self, key, hash);
-    if ((found != nullptr && rule == storing::add_only) || (found == nullptr && rule == storing::replace_only))
+    if ((found != nullptr && rule == storing::add_only) ||
+        (found == nullptr && rule == storing::replace_only))
         return true;
     if (found == nullptr && !reserve(self, self.count + 1)) return false;
     const bool stores_key = rule != storing::replace_only;
@@ -286,7 +293,8 @@ void remove(table& self, const void* key) {
     if (self.index != nullptr) {
         empty_slot(self, slot_of(self, static_cast<std::uint32_t>(which + 1), removed.hash));
         if (which != last) {
-            const std::uint64_t slot = slot_of(self, static_cast<std::uint32_t>(last + 1), self.entries[last].hash);
+            const std::uint64_t slot =
+                slot_of(self, static_cast<std::uint32_t>(last + 1), self.entries[last].hash);
             self.index[slot] = static_cast<std::uint32_t>(which + 1);
         }
     }
@@ -349,15 +357,16 @@ CFStringRef describe_table(const object& self) {
     owned<CFMutableStringRef> text(CFStringCreateMutable(nullptr, 0));
     if (!heading || !text) return nullptr;
     const bool is_set = described.kind == type::set;
-    CFStringAppendFormat(text.get(), nullptr, CFSTR("%@{type = %s %s, count = %lld,\nentries =>\n"), heading.get(),
-                         described.is_mutable ? "mutable" : "immutable", is_set ? "set" : "dict",
-                         static_cast<long long>(described.count));
+    CFStringAppendFormat(text.get(), nullptr, CFSTR("%@{type = %s %s, count = %lld,\nentries =>\n"),
+                         heading.get(), described.is_mutable ? "mutable" : "immutable",
+                         is_set ? "set" : "dict", static_cast<long long>(described.count));
     long long number = 0;
     for (const entry& entry : entries_of(&described)) {
         const owned<CFStringRef> key(describe_with(described.callbacks->key.copyDescription, entry.key));
         CFStringAppendFormat(text.get(), nullptr, CFSTR("\t%lld : %@"), number++, key.get());
         if (!is_set) {
-            const owned<CFStringRef> value(describe_with(described.callbacks->value.copyDescription, entry.value));
+            const owned<CFStringRef> value(
+                describe_with(described.callbacks->value.copyDescription, entry.value));
             CFStringAppendFormat(text.get(), nullptr, CFSTR(" = %@"), value.get());
         }
         CFStringAppend(text.get(), CFSTR("\n"));
@@ -383,7 +392,8 @@ table* create_table_adopting(CFAllocatorRef allocator, type kind, std::span<cons
             append(*made, {keys[i], value, hash});
             continue;
         }
-        const CFTypeRef left_over = rule == repeated_keys::last_wins ? std::exchange(found->value, value) : value;
+        const CFTypeRef left_over =
+            rule == repeated_keys::last_wins ? std::exchange(found->value, value) : value;
         release(keys[i]);
         if (left_over != nullptr) release(left_over);
     }

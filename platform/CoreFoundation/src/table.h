@@ -6,8 +6,8 @@
 
 namespace cf {
 
-/// Makes an empty table with room for `capacity` entries; null for want of memory. Call-backs that are those of
-/// objects, of copied strings or of plain pointers are not stored again.
+/// Makes an empty table with room for `capacity` entries; null for want of memory. Call-backs that are those
+/// of objects, of copied strings or of plain pointers are not stored again.
 table* make_table(CFAllocatorRef allocator, type kind, CFIndex capacity, const table_callbacks& callbacks,
                   bool is_mutable);
 

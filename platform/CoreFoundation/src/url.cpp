@@ -10,7 +10,8 @@
 #include <string_view>
 #include <vector>
 
-struct __CFURL : cf::container { // NOLINT(bugprone-reserved-identifier): the opaque type of the public interface
+struct __CFURL
+    : cf::container { // NOLINT(bugprone-reserved-identifier): the opaque type of the public interface
     CFStringRef text; ///< ASCII, never null.
     CFURLRef base;    ///< Or null.
 };
@@ -47,10 +48,12 @@ int hex_value(char c) {
 
 // Whether a character may stand in a path as it is.
 bool is_path_character(char c) {
-    return is_letter(c) || is_digit(c) || std::string_view("-._~!$&'()*+,=:@/").find(c) != std::string_view::npos;
+    return is_letter(c) || is_digit(c) ||
+           std::string_view("-._~!$&'()*+,=:@/").find(c) != std::string_view::npos;
 }
 
-// Whether a text is made of the characters that URLs may hold, percent signs only before two hexadecimal digits.
+// Whether a text is made of the characters that URLs may hold, percent signs only before two hexadecimal
+// digits.
 bool is_url_text(std::string_view text) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         const char c = text[i];
@@ -77,7 +80,8 @@ parts split(std::string_view text) {
     const std::size_t colon = text.find(':');
     bool is_scheme = colon != std::string_view::npos && colon > 0 && is_letter(text[0]);
     for (std::size_t i = 0; is_scheme && i < colon; ++i)
-        is_scheme = is_letter(text[i]) || is_digit(text[i]) || text[i] == '+' || text[i] == '-' || text[i] == '.';
+        is_scheme =
+            is_letter(text[i]) || is_digit(text[i]) || text[i] == '+' || text[i] == '-' || text[i] == '.';
     if (is_scheme) {
         found.scheme = text.substr(0, colon);
         text.remove_prefix(colon + 1);
@@ -161,9 +165,11 @@ std::string escape(std::string_view path) {
 std::string utf8(CFStringRef string) {
     const CFRange all = CFRangeMake(0, CFStringGetLength(string));
     CFIndex size = 0;
-    if (CFStringGetBytes(string, all, kCFStringEncodingUTF8, 0, false, nullptr, 0, &size) != all.length) return {};
+    if (CFStringGetBytes(string, all, kCFStringEncodingUTF8, 0, false, nullptr, 0, &size) != all.length)
+        return {};
     std::string out(static_cast<std::size_t>(size), '\0');
-    CFStringGetBytes(string, all, kCFStringEncodingUTF8, 0, false, reinterpret_cast<UInt8*>(out.data()), size, nullptr);
+    CFStringGetBytes(string, all, kCFStringEncodingUTF8, 0, false, reinterpret_cast<UInt8*>(out.data()), size,
+                     nullptr);
     return out;
 }
 
@@ -177,26 +183,30 @@ CFURLRef create(CFAllocatorRef allocator, CFStringRef text, CFURLRef base) {
     return made;
 }
 
-// The file URL of a path with Windows' separators: "C:\a" is "file:///C:/a", "\\server\share" is "file://server/share".
+// The file URL of a path with Windows' separators: "C:\a" is "file:///C:/a", "\\server\share" is
+// "file://server/share".
 std::string windows_url(std::string path) {
-    for (char& c : path) {
-        if (c == '\\') c = '/';
-    }
-    if (path.starts_with("//")) return "file:" + escape(path);
+    std::replace(path.begin(), path.end(), '\\', '/');
     const bool has_drive = path.size() >= 2 && is_letter(path[0]) && path[1] == ':';
-    if (has_drive) return "file:///" + escape(path);
-    return path.starts_with('/') ? "file://" + escape(path) : escape(path);
+    std::string url;
+    if (path.starts_with("//"))
+        url = "file:";
+    else if (has_drive)
+        url = "file:///";
+    else if (path.starts_with('/'))
+        url = "file://";
+    return url.append(escape(path));
 }
 
-std::string windows_path(const parts& found, std::string path) {
+std::string windows_path(const parts& found, std::string_view path) {
+    std::string out;
     if (found.net_location && !found.net_location->empty() && *found.net_location != "localhost")
-        path = "//" + std::string(*found.net_location) + path;
+        out.append("//").append(*found.net_location);
     else if (path.size() >= 3 && path[0] == '/' && is_letter(path[1]) && path[2] == ':')
-        path.erase(0, 1);
-    for (char& c : path) {
-        if (c == '/') c = '\\';
-    }
-    return path;
+        path.remove_prefix(1);
+    out.append(path);
+    std::replace(out.begin(), out.end(), '/', '\\');
+    return out;
 }
 
 // The path of the text without "." and "..", as a reference relative to a base is resolved.
@@ -228,23 +238,24 @@ std::string without_dots(std::string_view path) {
 std::string resolve(std::string_view base_text, std::string_view text) {
     const parts reference = split(text);
     const parts base = split(base_text);
-    if (reference.scheme) return std::string(text);
-    std::string out = base.scheme ? std::string(*base.scheme) + ":" : "";
-    if (reference.net_location) return out + std::string(text);
-    if (base.net_location) out += "//" + std::string(*base.net_location);
-    const std::string base_path(base.path.value_or(base.net_location ? "/" : ""));
-    const std::string path(reference.path.value_or(""));
+    std::string out;
+    if (!reference.scheme && base.scheme) out.append(*base.scheme).append(":");
+    if (reference.scheme || reference.net_location) return out.append(text);
+    if (base.net_location) out.append("//").append(*base.net_location);
+    const std::string_view base_path = base.path.value_or(base.net_location ? "/" : "");
+    const std::string_view path = reference.path.value_or("");
     std::optional<std::string_view> query = reference.query;
     if (path.empty()) {
-        out += base_path;
+        out.append(base_path);
         if (!query) query = base.query;
     } else if (path.starts_with('/')) {
-        out += without_dots(path);
+        out.append(without_dots(path));
     } else {
-        out += without_dots(base_path.substr(0, base_path.rfind('/') + 1) + path);
+        std::string joined(base_path.substr(0, base_path.rfind('/') + 1)); // npos + 1 is 0.
+        out.append(without_dots(joined.append(path)));
     }
-    if (query) out += "?" + std::string(*query);
-    if (reference.fragment) out += "#" + std::string(*reference.fragment);
+    if (query) out.append("?").append(*query);
+    if (reference.fragment) out.append("#").append(*reference.fragment);
     return out;
 }
 
@@ -284,8 +295,9 @@ CFStringRef describe(const object& self) {
     const owned<CFStringRef> heading(cf::copy_heading(self, "CFURL"));
     if (!heading) return nullptr;
     const owned<CFStringRef> base(url.base == nullptr ? CFSTR("(null)") : CFCopyDescription(url.base));
-    return CFStringCreateWithFormat(nullptr, nullptr, CFSTR("%@{string = %@, encoding = %u, base = %@}"), heading.get(),
-                                    url.text, static_cast<unsigned>(kCFStringEncodingUTF8), base.get());
+    return CFStringCreateWithFormat(nullptr, nullptr, CFSTR("%@{string = %@, encoding = %u, base = %@}"),
+                                    heading.get(), url.text, static_cast<unsigned>(kCFStringEncodingUTF8),
+                                    base.get());
 }
 
 CFStringRef copy_formatted(const object& self) {
@@ -323,8 +335,8 @@ CFURLRef CFURLCreateWithBytes(CFAllocatorRef allocator, const UInt8* URLBytes, C
     return CFURLCreateWithString(allocator, text.get(), baseURL);
 }
 
-CFURLRef CFURLCreateWithFileSystemPath(CFAllocatorRef allocator, CFStringRef filePath, CFURLPathStyle pathStyle,
-                                       Boolean isDirectory) {
+CFURLRef CFURLCreateWithFileSystemPath(CFAllocatorRef allocator, CFStringRef filePath,
+                                       CFURLPathStyle pathStyle, Boolean isDirectory) {
     if (!cf::is(filePath, cf::type::string)) return nullptr;
     try {
         std::string path = utf8(filePath);
@@ -333,7 +345,7 @@ CFURLRef CFURLCreateWithFileSystemPath(CFAllocatorRef allocator, CFStringRef fil
         if (pathStyle == kCFURLWindowsPathStyle)
             url = windows_url(std::move(path));
         else if (pathStyle == kCFURLPOSIXPathStyle)
-            url = (path.starts_with('/') ? "file://" : "") + escape(path);
+            url.append(path.starts_with('/') ? "file://" : "").append(escape(path));
         else
             return nullptr;
         if (isDirectory != 0 && !url.ends_with('/')) url.push_back('/');
@@ -384,13 +396,14 @@ CFStringRef CFURLCopyPath(CFURLRef anURL) {
 }
 
 CFStringRef CFURLCopyFileSystemPath(CFURLRef anURL, CFURLPathStyle pathStyle) {
-    if (!is_url(anURL) || (pathStyle != kCFURLPOSIXPathStyle && pathStyle != kCFURLWindowsPathStyle)) return nullptr;
+    if (!is_url(anURL) || (pathStyle != kCFURLPOSIXPathStyle && pathStyle != kCFURLWindowsPathStyle))
+        return nullptr;
     const parts found = split(text_of(*anURL));
     if (!found.path) return nullptr;
     try {
         std::string path = unescape(*found.path, "");
         if (path.size() > 1 && path.ends_with('/')) path.pop_back();
-        if (pathStyle == kCFURLWindowsPathStyle) path = windows_path(found, std::move(path));
+        if (pathStyle == kCFURLWindowsPathStyle) path = windows_path(found, path);
         return cf::create_utf8_string(nullptr, path);
     } catch (const std::bad_alloc&) {
         return nullptr;
@@ -446,7 +459,8 @@ CFStringRef CFURLCopyQueryString(CFURLRef anURL, CFStringRef charactersToLeaveEs
 }
 
 CFStringRef CFURLCopyFragment(CFURLRef anURL, CFStringRef charactersToLeaveEscaped) {
-    return is_url(anURL) ? copy_unescaped(split(text_of(*anURL)).fragment, charactersToLeaveEscaped) : nullptr;
+    return is_url(anURL) ? copy_unescaped(split(text_of(*anURL)).fragment, charactersToLeaveEscaped)
+                         : nullptr;
 }
 
 CFStringRef CFURLCopyLastPathComponent(CFURLRef anURL) {

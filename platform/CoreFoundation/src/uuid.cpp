@@ -7,7 +7,8 @@
 #include <exception>
 #include <random>
 
-struct __CFUUID : cf::object { // NOLINT(bugprone-reserved-identifier): the opaque type of the public interface
+struct __CFUUID
+    : cf::object { // NOLINT(bugprone-reserved-identifier): the opaque type of the public interface
     std::array<UInt8, 16> bytes;
 };
 static_assert(sizeof(CFUUIDBytes) == 16);
@@ -37,8 +38,8 @@ CFStringRef copy_text(const object& self) {
 
 CFStringRef describe(const object& self) {
     const cf::owned<CFStringRef> text(copy_text(self));
-    return CFStringCreateWithFormat(nullptr, nullptr, CFSTR("<CFUUID %p> %@"), static_cast<const void*>(&self),
-                                    text.get());
+    return CFStringCreateWithFormat(nullptr, nullptr, CFSTR("<CFUUID %p> %@"),
+                                    static_cast<const void*>(&self), text.get());
 }
 
 CFUUIDRef create(CFAllocatorRef allocator, const std::array<UInt8, 16>& bytes) {
@@ -58,7 +59,8 @@ int digit_value(UniChar unit) {
 
 namespace cf {
 
-constinit const type_info uuid_type_info = {"CFUUID", false, nullptr, equal_uuid, hash_uuid, describe, copy_text};
+constinit const type_info uuid_type_info = {"CFUUID",  false,    nullptr,  equal_uuid,
+                                            hash_uuid, describe, copy_text};
 
 } // namespace cf
 
