@@ -9,10 +9,11 @@
 #include <iterator>
 #include <memory>
 #include <new>
-#include <regex>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "captured_log.h"
@@ -195,6 +196,19 @@ protected:
         return lines;
     }
 
+    /// The line with a 0 for every number; time zones west of Greenwich are brought to the east of it.
+    static std::string shape(const std::string& line) {
+        std::string result;
+        for (const char c : line) {
+            if (c < '0' || c > '9')
+                result += c;
+            else if (!result.ends_with('0'))
+                result += '0';
+        }
+        if (const auto west = result.find(" -"); west != std::string::npos) result[west + 1] = '+';
+        return result;
+    }
+
     rotating_file_options options(std::size_t max_bytes = 1'000'000, std::size_t max_files = 3) const {
         rotating_file_options result;
         result.path = folder / u8"Ger\u00E4t.txt";
@@ -217,12 +231,9 @@ TEST_F(log_file, holds_whole_lines_that_are_there_at_once) {
     log.log(log_level::critical, "two");
     const auto lines = lines_of(options().path);
     ASSERT_EQ(lines.size(), 2U);
-    const std::string time = R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} [-+]\d\d:\d\d\] )";
-    EXPECT_TRUE(std::regex_match(
-        lines[0], std::regex(time + R"(\[notice\] \[sinks\] \[worker\[0\] \d+\] Ger)" + "\xC3\xA4" + "t 1")))
-        << lines[0];
-    EXPECT_TRUE(std::regex_match(lines[1], std::regex(time + R"(\[critical\] \[sinks\] \[\d+\] two)")))
-        << lines[1];
+    EXPECT_EQ(shape(lines[0]), "[0-0-0 0:0:0.0 +0:0] [notice] [sinks] [worker[0] 0] Ger\xC3\xA4t 0");
+    EXPECT_EQ(shape(lines[1]), "[0-0-0 0:0:0.0 +0:0] [critical] [sinks] [0] two");
+    EXPECT_EQ(lines[1].find(']'), std::string_view("[2026-01-31 23:59:59.999 +00:00").size());
 }
 
 TEST_F(log_file, shows_hostile_text_harmless) {

@@ -122,16 +122,16 @@ TEST(thread, can_be_started_again_after_join_but_not_before) {
 
 TEST(thread, detached_runs_to_its_end) {
     std::promise<void> go;
-    std::promise<void> done;
-    QV::thread worker([wait = go.get_future(), &done]() mutable {
+    const auto done = std::make_shared<std::promise<void>>();
+    QV::thread worker([wait = go.get_future(), done]() mutable {
         wait.get();
-        done.set_value_at_thread_exit();
+        done->set_value();
     });
     worker.detach();
     EXPECT_FALSE(worker.joinable());
     EXPECT_EQ(worker.get_id(), 0U);
     go.set_value();
-    done.get_future().get();
+    done->get_future().get();
 }
 
 TEST(thread, cannot_wait_for_itself) {
