@@ -195,14 +195,14 @@ CFStringRef describe(const object& self) {
     if (!heading || !text) return nullptr;
     CFStringAppendFormat(text.get(), nullptr, CFSTR("%@{type = %s, count = %lld, values = ("), heading.get(),
                          array.is_mutable ? "mutable-small" : "immutable",
-                         static_cast<long long>(array.count));
+                         cf::as_long_long(array.count));
     for (CFIndex i = 0; i < array.count; ++i) {
         const void* value = array.values[i];
         const cf::owned<CFStringRef> described(
             array.callbacks->copyDescription != nullptr
                 ? array.callbacks->copyDescription(value)
                 : CFStringCreateWithFormat(nullptr, nullptr, CFSTR("<%p>"), value));
-        CFStringAppendFormat(text.get(), nullptr, CFSTR("\n\t%lld : %@"), static_cast<long long>(i),
+        CFStringAppendFormat(text.get(), nullptr, CFSTR("\n\t%lld : %@"), cf::as_long_long(i),
                              described.get());
     }
     CFStringAppend(text.get(), array.count > 0 ? CFSTR("\n)}") : CFSTR(")}"));

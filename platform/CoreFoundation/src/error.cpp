@@ -151,7 +151,7 @@ CFStringRef describe(const object& self) {
     owned<CFMutableStringRef> text(CFStringCreateMutable(nullptr, 0));
     if (!text) return nullptr;
     CFStringAppendFormat(text.get(), nullptr, CFSTR("Error Domain=%@ Code=%lld \"%@\""), error.domain,
-                         static_cast<long long>(error.code), shown);
+                         cf::as_long_long(error.code), shown);
     if (main_text && debug_text) CFStringAppendFormat(text.get(), nullptr, CFSTR(" (%@)"), debug_text.get());
     ++nesting;
     append_user_info(text.get(), error);
@@ -228,7 +228,7 @@ CFStringRef CFErrorCopyDescription(CFErrorRef err) {
     const owned<CFStringRef> detail = text_for(*error, kCFErrorDescriptionKey);
     return CFStringCreateWithFormat(
         nullptr, nullptr, CFSTR("The operation couldn\xE2\x80\x99t be completed. (%@ error %lld%@%@.)"),
-        error->domain, static_cast<long long>(error->code), detail ? CFSTR(" - ") : CFSTR(""),
+        error->domain, cf::as_long_long(error->code), detail ? CFSTR(" - ") : CFSTR(""),
         detail ? detail.get() : CFSTR(""));
 }
 

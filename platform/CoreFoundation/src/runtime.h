@@ -118,6 +118,11 @@ inline bool is_mutable(CFTypeRef cf, type kind) {
     return is(cf, kind) && as_object(cf)->is_mutable;
 }
 
+/// A count as %lld takes it: CFIndex is a different type on each system.
+inline long long as_long_long(CFIndex count) {
+    return count;
+}
+
 /// Whether a range lies within `length` things.
 inline bool contains(CFIndex length, CFRange range) {
     return range.location >= 0 && range.length >= 0 && range.location <= length &&

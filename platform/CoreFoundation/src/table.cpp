@@ -359,7 +359,7 @@ CFStringRef describe_table(const object& self) {
     const bool is_set = described.kind == type::set;
     CFStringAppendFormat(text.get(), nullptr, CFSTR("%@{type = %s %s, count = %lld,\nentries =>\n"),
                          heading.get(), described.is_mutable ? "mutable" : "immutable",
-                         is_set ? "set" : "dict", static_cast<long long>(described.count));
+                         is_set ? "set" : "dict", as_long_long(described.count));
     long long number = 0;
     for (const entry& entry : entries_of(&described)) {
         const owned<CFStringRef> key(describe_with(described.callbacks->key.copyDescription, entry.key));
