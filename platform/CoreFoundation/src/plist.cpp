@@ -45,6 +45,7 @@ CFTypeRef read_any(CFAllocatorRef allocator, std::string_view bytes, CFOptionFla
     find_text(bytes, text);
     if (!text.problem.empty()) {
         problem.text = text.problem;
+        if (!text.unknown_encoding) problem.oldstyle = "Conversion of string failed.";
         return nullptr;
     }
     if ((readers & only_xml) != 0) {

@@ -181,6 +181,7 @@ void find_text(std::string_view bytes, utf8_text& result) {
     const encoding declared = encoding_named(name);
     if (declared == encoding::unknown) {
         result.problem = "Encountered unknown encoding (" + std::string(name) + ")";
+        result.unknown_encoding = true;
         return;
     }
     use(bytes, declared, result);

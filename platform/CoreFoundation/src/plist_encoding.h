@@ -12,6 +12,7 @@ struct utf8_text {
     std::string_view text;
     std::string converted;
     std::string problem; ///< Why there is no text; empty if there is one.
+    bool unknown_encoding = false; ///< The problem is the name of the encoding.
 };
 
 /// Fills `result` from the bytes of a list.
