@@ -260,8 +260,8 @@ owned<CFStringRef> make_string(string_view utf8) {
     // One byte order mark is dropped, and the text may begin with another.
     const std::string marked = "\xEF\xBB\xBF" + std::string(utf8);
     return owned<CFStringRef>(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(marked.data()),
-                                                      static_cast<CFIndex>(marked.size()), kCFStringEncodingUTF8,
-                                                      false));
+                                                      static_cast<CFIndex>(marked.size()),
+                                                      kCFStringEncodingUTF8, false));
 }
 
 std::string text_of(CFStringRef string) {

@@ -1,5 +1,5 @@
-// Property-list cases among the behaviour vectors in tests/data/vectors: JSON files of cases, each with an input and what
-// is expected, values in the notation that the files describe themselves.
+// Property-list cases among the behaviour vectors in tests/data/vectors: JSON files of cases, each with an
+// input and what is expected, values in the notation that the files describe themselves.
 #ifndef TESTS_COREFOUNDATION_PLIST_CASES_H
 #define TESTS_COREFOUNDATION_PLIST_CASES_H
 
@@ -50,7 +50,8 @@ std::string_view bytes_of(CFDataRef data);
 /// Makes the object that a value of the notation describes.
 object make_object(const rapidjson::Value& notation);
 
-/// One text for one value, whether it comes from an object or from the notation: for comparing and for messages.
+/// One text for one value, whether it comes from an object or from the notation: for comparing and for
+/// messages.
 std::string canonical(CFTypeRef object);
 std::string canonical(const rapidjson::Value& notation);
 
@@ -59,9 +60,9 @@ std::string input_bytes(const rapidjson::Value& input);
 
 /// Runs every case of a file.
 ///
-/// `run` returns what is wrong, or nothing. A case may fail if tests/data/vector_exceptions.tsv names it; it then must
-/// fail: an exception that is no longer needed fails the test, and so does one whose case does not exist. `selected`,
-/// if given, says which cases are meant.
+/// `run` returns what is wrong, or nothing. A case may fail if tests/data/vector_exceptions.tsv names it; it
+/// then must fail: an exception that is no longer needed fails the test, and so does one whose case does not
+/// exist. `selected`, if given, says which cases are meant.
 void run_cases(std::string_view file, const std::function<std::string(const rapidjson::Value&)>& run,
                const std::function<bool(std::string_view name)>& selected = {});
 

@@ -1,5 +1,5 @@
-// Property lists held to the recorded behaviour: which inputs are taken, what they mean, and every byte of what is
-// written.
+// Property lists held to the recorded behaviour: which inputs are taken, what they mean, and every byte of
+// what is written.
 #include "plist_cases.h"
 
 #include <gtest/gtest.h>
@@ -9,11 +9,11 @@
 
 namespace {
 
-using rapidjson::Value;
-using std::string_view;
 using plist_cases::adopt;
 using plist_cases::object;
 using plist_cases::owned;
+using rapidjson::Value;
+using std::string_view;
 
 std::string expected_text(const Value& value) {
     return {value.GetString(), value.GetStringLength()};
@@ -28,7 +28,8 @@ std::string canonical_by_depth(CFTypeRef value, int levels) {
         } else if (CFGetTypeID(value) == CFDictionaryGetTypeID()) {
             const auto* dictionary = static_cast<CFDictionaryRef>(value);
             const void* only = nullptr;
-            if (CFDictionaryGetCount(dictionary) == 1) CFDictionaryGetKeysAndValues(dictionary, nullptr, &only);
+            if (CFDictionaryGetCount(dictionary) == 1)
+                CFDictionaryGetKeysAndValues(dictionary, nullptr, &only);
             value = only;
         } else {
             return "not so deep";
@@ -63,13 +64,15 @@ std::string compare_error(CFErrorRef error, const Value& expected) {
     constexpr string_view escape = "\\U2019";
     if (const auto at = description.find(escape); at != std::string::npos)
         description.replace(at, escape.size(), "\xE2\x80\x99");
-    if (plist_cases::text_of(CFErrorGetDomain(error)) != expected_text(expected["domain"])) return "wrong domain";
+    if (plist_cases::text_of(CFErrorGetDomain(error)) != expected_text(expected["domain"]))
+        return "wrong domain";
     if (CFErrorGetCode(error) != expected["code"].GetInt()) return "wrong code";
-    if (plist_cases::text_of(adopt(CFErrorCopyDescription(error)).get()) != description) return "wrong description";
+    if (plist_cases::text_of(adopt(CFErrorCopyDescription(error)).get()) != description)
+        return "wrong description";
 
     const auto info = adopt(CFErrorCopyUserInfo(error));
-    const auto* debug =
-        static_cast<CFStringRef>(CFDictionaryGetValue(info.get(), plist_cases::make_string("NSDebugDescription").get()));
+    const auto* debug = static_cast<CFStringRef>(
+        CFDictionaryGetValue(info.get(), plist_cases::make_string("NSDebugDescription").get()));
     if (debug == nullptr || CFStringGetLength(debug) == 0) return "no debug description";
     const auto old_key = plist_cases::make_string("kCFPropertyListOldStyleParsingError");
     const void* old_error = CFDictionaryGetValue(info.get(), old_key.get());
@@ -133,7 +136,8 @@ TEST(PlistVectors, ReadOldStyle) {
 }
 
 TEST(PlistVectors, ReadBinary) {
-    plist_cases::run_cases("binary.json", run_read, [](string_view name) { return name.starts_with("parse-"); });
+    plist_cases::run_cases("binary.json", run_read,
+                           [](string_view name) { return name.starts_with("parse-"); });
 }
 
 /// The values that a case describes in words: "shared-array-100-times".
@@ -196,11 +200,11 @@ object programs::make(const std::string& name) {
 /// An array that holds itself, directly or inside a dictionary, until it is taken apart.
 class cycle {
 public:
-    explicit cycle(bool through_dictionary) :
-        array_(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks)) {
+    explicit cycle(bool through_dictionary)
+        : array_(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks)) {
         if (through_dictionary) {
-            const auto dictionary = adopt(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                                    &kCFTypeDictionaryValueCallBacks));
+            const auto dictionary = adopt(CFDictionaryCreateMutable(
+                nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
             CFDictionarySetValue(dictionary.get(), plist_cases::make_string("k").get(), array_.get());
             CFArrayAppendValue(array_.get(), dictionary.get());
         } else {
@@ -219,13 +223,17 @@ private:
 std::string compare_bytes(CFDataRef data, const Value& expected) {
     const string_view bytes = plist_cases::bytes_of(data);
     const auto different = [&](const std::string& wanted) {
-        return bytes == wanted ? std::string() : "wrote " + (bytes.starts_with('<') ? std::string(bytes) : plist_cases::to_hex(bytes));
+        return bytes == wanted
+                   ? std::string()
+                   : "wrote " + (bytes.starts_with('<') ? std::string(bytes) : plist_cases::to_hex(bytes));
     };
     if (expected.HasMember("xml")) return different(expected_text(expected["xml"]));
-    if (expected.HasMember("xml_hex")) return different(plist_cases::from_hex(expected_text(expected["xml_hex"])));
+    if (expected.HasMember("xml_hex"))
+        return different(plist_cases::from_hex(expected_text(expected["xml_hex"])));
     if (expected.HasMember("hex")) return different(plist_cases::from_hex(expected_text(expected["hex"])));
     if (expected.HasMember("xml_length"))
-        return bytes.size() == static_cast<std::size_t>(expected["xml_length"].GetInt()) ? "" : "wrong length";
+        return bytes.size() == static_cast<std::size_t>(expected["xml_length"].GetInt()) ? ""
+                                                                                         : "wrong length";
     const std::string first = plist_cases::from_hex(expected_text(expected["hex_first_64"]));
     const std::string last = plist_cases::from_hex(expected_text(expected["hex_last_64"]));
     return bytes.starts_with(first) && bytes.ends_with(last) ? "" : "wrong bytes";
@@ -237,7 +245,8 @@ std::string write_and_compare(CFTypeRef value, CFPropertyListFormat format, cons
     const owned<CFErrorRef> error(raw_error);
     if (expected.HasMember("legacy_CreateXMLData_same")) {
         const owned<CFDataRef> legacy(CFPropertyListCreateXMLData(nullptr, value));
-        const bool same = data == nullptr || legacy == nullptr ? data == legacy : CFEqual(data.get(), legacy.get()) != 0;
+        const bool same =
+            data == nullptr || legacy == nullptr ? data == legacy : CFEqual(data.get(), legacy.get()) != 0;
         if (!same) return "CFPropertyListCreateXMLData does not agree";
     }
     if (data != nullptr) {
@@ -245,7 +254,8 @@ std::string write_and_compare(CFTypeRef value, CFPropertyListFormat format, cons
         if (!expected["ok"].GetBool()) return "wrote " + std::string(plist_cases::bytes_of(data.get()));
         return compare_bytes(data.get(), expected);
     }
-    if (expected["ok"].GetBool()) return "not written: " + plist_cases::text_of(adopt(CFCopyDescription(error.get())).get());
+    if (expected["ok"].GetBool())
+        return "not written: " + plist_cases::text_of(adopt(CFCopyDescription(error.get())).get());
     return compare_error(error.get(), expected["error"]);
 }
 
@@ -261,16 +271,20 @@ std::string run_write(const Value& test_case, CFPropertyListFormat format) {
 }
 
 TEST(PlistVectors, WriteXml) {
-    plist_cases::run_cases("xml_write.json",
-                       [](const Value& test_case) { return run_write(test_case, kCFPropertyListXMLFormat_v1_0); });
+    plist_cases::run_cases("xml_write.json", [](const Value& test_case) {
+        return run_write(test_case, kCFPropertyListXMLFormat_v1_0);
+    });
 }
 
-// Dictionaries of two or more entries are written in an order of our own: there the value read back is what counts.
+// Dictionaries of two or more entries are written in an order of our own: there the value read back is what
+// counts.
 std::string run_binary_write(const Value& test_case) {
     const Value& input = test_case["input"];
     const Value& expected = test_case["expect"];
-    const bool ordered = !input.HasMember("t") || expected_text(input["t"]) != "dict" || input["v"].Size() < 2;
-    if (std::string problem = run_write(test_case, kCFPropertyListBinaryFormat_v1_0); ordered && !problem.empty())
+    const bool ordered =
+        !input.HasMember("t") || expected_text(input["t"]) != "dict" || input["v"].Size() < 2;
+    if (std::string problem = run_write(test_case, kCFPropertyListBinaryFormat_v1_0);
+        ordered && !problem.empty())
         return problem;
     if (!expected.HasMember("reparsed")) return {};
     const object value = plist_cases::make_object(input);
@@ -278,13 +292,14 @@ std::string run_binary_write(const Value& test_case) {
         CFPropertyListCreateData(nullptr, value.get(), kCFPropertyListBinaryFormat_v1_0, 0, nullptr));
     const object again(CFPropertyListCreateWithData(nullptr, data.get(), 0, nullptr, nullptr));
     if (again == nullptr) return "not read back";
-    if ((CFEqual(value.get(), again.get()) != 0) != expected["reparsed_equal"].GetBool()) return "equality differs";
+    if ((CFEqual(value.get(), again.get()) != 0) != expected["reparsed_equal"].GetBool())
+        return "equality differs";
     return compare_value(again.get(), expected["reparsed"]);
 }
 
 TEST(PlistVectors, WriteBinary) {
     plist_cases::run_cases("binary.json", run_binary_write,
-                       [](string_view name) { return name.starts_with("write-"); });
+                           [](string_view name) { return name.starts_with("write-"); });
 }
 
 std::string run_deep_copy(const Value& test_case) {
@@ -316,7 +331,8 @@ std::string run_is_valid(const Value& test_case) {
         const cycle endless(false);
         const bool xml = CFPropertyListIsValid(endless.get(), kCFPropertyListXMLFormat_v1_0) != 0;
         const bool binary = CFPropertyListIsValid(endless.get(), kCFPropertyListBinaryFormat_v1_0) != 0;
-        return xml == expected["xml"].GetBool() && binary == expected["binary"].GetBool() ? "" : "wrong verdict";
+        return xml == expected["xml"].GetBool() && binary == expected["binary"].GetBool() ? ""
+                                                                                          : "wrong verdict";
     }
     const object value = plist_cases::make_object(test_case["input"]["value"]);
     for (const auto& [format, verdict] : expected.GetObject()) {
@@ -328,7 +344,8 @@ std::string run_is_valid(const Value& test_case) {
 }
 
 TEST(PlistVectors, IsValid) {
-    plist_cases::run_cases("misc.json", run_is_valid, [](string_view name) { return name.starts_with("isvalid-"); });
+    plist_cases::run_cases("misc.json", run_is_valid,
+                           [](string_view name) { return name.starts_with("isvalid-"); });
 }
 
 } // namespace

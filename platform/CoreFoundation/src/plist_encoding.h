@@ -11,7 +11,7 @@ namespace cf::plist {
 struct utf8_text {
     std::string_view text;
     std::string converted;
-    std::string problem; ///< Why there is no text; empty if there is one.
+    std::string problem;           ///< Why there is no text; empty if there is one.
     bool unknown_encoding = false; ///< The problem is the name of the encoding.
 };
 
