@@ -1,0 +1,112 @@
+#include "run_child.h"
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+// The handles of a child: value and type.
+using handle_list = std::map<std::int64_t, std::string>;
+
+struct report {
+    std::vector<std::int64_t> standard; // standard input, output, error
+    handle_list all;
+};
+
+report list_handles(QV::piped_process::options options) {
+    const child_outcome outcome = run_child(std::move(options));
+    EXPECT_EQ(outcome.code, 0);
+    report seen;
+    std::istringstream lines(outcome.output);
+    std::int64_t value = 0;
+    std::string type;
+    while (lines >> value >> type) {
+        if (seen.standard.size() < 3)
+            seen.standard.push_back(value);
+        else
+            seen.all.emplace(value, type);
+    }
+    return seen;
+}
+
+QV::piped_process::options plain() {
+    return QV::piped_process::make_options(helper_program("list_handles"), {}, {});
+}
+
+std::multiset<std::string> types(const report& seen) {
+    std::multiset<std::string> all;
+    for (const auto& [value, type] : seen.all)
+        all.insert(type);
+    return all;
+}
+
+// An inheritable object that no child is meant to get.
+QV::pipe::handle inheritable_event() {
+    SECURITY_ATTRIBUTES security = {sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+    return QV::pipe::handle(CreateEventW(&security, TRUE, FALSE, nullptr));
+}
+
+std::int64_t number(void* handle) {
+    return reinterpret_cast<std::intptr_t>(handle);
+}
+
+TEST(inheritance, gives_the_standard_handles) {
+    const report seen = list_handles(plain());
+    ASSERT_EQ(seen.standard.size(), 3u);
+    EXPECT_EQ(std::set<std::int64_t>(seen.standard.begin(), seen.standard.end()).size(), 3u);
+    for (const std::int64_t value : seen.standard) {
+        ASSERT_TRUE(seen.all.contains(value)) << value;
+        EXPECT_EQ(seen.all.at(value), "File");
+    }
+}
+
+TEST(inheritance, gives_listed_handles_and_nothing_else) {
+    const report bare = list_handles(plain());
+    // A hundred inheritable handles that are not listed, two that are.
+    std::vector<QV::pipe::handle> unlisted;
+    for (int i = 0; i < 100; ++i)
+        unlisted.push_back(inheritable_event());
+    auto options = plain();
+    std::vector<std::int64_t> listed;
+    for (int i = 0; i < 2; ++i) {
+        options.inherited_handles.emplace_back(CreateMutexW(nullptr, FALSE, nullptr));
+        listed.push_back(number(options.inherited_handles.back().get()));
+    }
+    const report seen = list_handles(std::move(options));
+    std::multiset<std::string> expected = types(bare);
+    for (const std::int64_t value : listed) {
+        ASSERT_TRUE(seen.all.contains(value)) << value;
+        EXPECT_EQ(seen.all.at(value), "Mutant");
+        expected.insert("Mutant");
+    }
+    EXPECT_EQ(types(seen), expected);
+}
+
+TEST(inheritance, keeps_children_started_at_once_apart) {
+    const std::multiset<std::string> expected = types(list_handles(plain()));
+    constexpr int threads = 4;
+    constexpr int rounds = 5;
+    std::vector<std::multiset<std::string>> seen(threads * rounds);
+    std::vector<std::thread> running;
+    for (int t = 0; t < threads; ++t) {
+        running.emplace_back([&seen, t] {
+            for (int i = 0; i < rounds; ++i)
+                seen[static_cast<std::size_t>(t * rounds + i)] = types(list_handles(plain()));
+        });
+    }
+    for (std::thread& thread : running)
+        thread.join();
+    for (const auto& one : seen)
+        EXPECT_EQ(one, expected);
+}
+
+} // namespace
