@@ -194,8 +194,7 @@ CFStringRef describe(const object& self) {
     cf::owned<CFMutableStringRef> text(CFStringCreateMutable(nullptr, 0));
     if (!heading || !text) return nullptr;
     CFStringAppendFormat(text.get(), nullptr, CFSTR("%@{type = %s, count = %lld, values = ("), heading.get(),
-                         array.is_mutable ? "mutable-small" : "immutable",
-                         cf::as_long_long(array.count));
+                         array.is_mutable ? "mutable-small" : "immutable", cf::as_long_long(array.count));
     for (CFIndex i = 0; i < array.count; ++i) {
         const void* value = array.values[i];
         const cf::owned<CFStringRef> described(

@@ -111,8 +111,8 @@ CFStringRef describe(const object& self) {
         }
         return CFStringCreateWithFormat(
             nullptr, nullptr, CFSTR("%@{length = %lld, capacity = %lld, bytes = 0x%s}"), heading.get(),
-            cf::as_long_long(data.length),
-            cf::as_long_long(data.is_mutable ? data.capacity : data.length), text.c_str());
+            cf::as_long_long(data.length), cf::as_long_long(data.is_mutable ? data.capacity : data.length),
+            text.c_str());
     } catch (const std::bad_alloc&) {
         return nullptr;
     }

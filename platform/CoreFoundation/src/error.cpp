@@ -226,10 +226,14 @@ CFStringRef CFErrorCopyDescription(CFErrorRef err) {
         return CFStringCreateWithFormat(
             nullptr, nullptr, CFSTR("The operation couldn\xE2\x80\x99t be completed. %@"), reason.get());
     const owned<CFStringRef> detail = text_for(*error, kCFErrorDescriptionKey);
-    return CFStringCreateWithFormat(
-        nullptr, nullptr, CFSTR("The operation couldn\xE2\x80\x99t be completed. (%@ error %lld%@%@.)"),
-        error->domain, cf::as_long_long(error->code), detail ? CFSTR(" - ") : CFSTR(""),
-        detail ? detail.get() : CFSTR(""));
+    const long long code = cf::as_long_long(error->code);
+    if (detail)
+        return CFStringCreateWithFormat(
+            nullptr, nullptr, CFSTR("The operation couldn\xE2\x80\x99t be completed. (%@ error %lld - %@)"),
+            error->domain, code, detail.get());
+    return CFStringCreateWithFormat(nullptr, nullptr,
+                                    CFSTR("The operation couldn\xE2\x80\x99t be completed. (%@ error %lld.)"),
+                                    error->domain, code);
 }
 
 CFStringRef CFErrorCopyFailureReason(CFErrorRef err) {

@@ -197,7 +197,7 @@ CFComparisonResult compare_reals(double a, double b) {
 }
 
 CFComparisonResult compare_with_real(int128 a, double b) {
-    if (std::isnan(b)) return a.high < 0 ? kCFCompareLessThan : kCFCompareGreaterThan;
+    if (std::isnan(b)) return kCFCompareGreaterThan; // Integers count as positive here, whatever their sign.
     if (b == 0 && std::signbit(b) && a.high == 0 && a.low == 0) return kCFCompareGreaterThan;
     return to_result(compare(a, b));
 }
@@ -336,7 +336,7 @@ bool get_truncated(double value, void* to) {
     else if (compare(whole, {0, static_cast<std::uint64_t>(std::numeric_limits<T>::max())}) > 0)
         result = std::numeric_limits<T>::max();
     store(to, result);
-    return static_cast<double>(result) == value && std::fabs(value) < 0x1p63;
+    return static_cast<double>(result) == value && value < 0x1p63;
 }
 
 bool get_from_real(double value, std::uint16_t type, void* to) {
@@ -394,6 +394,25 @@ bool get_from_integer(int128 value, std::uint16_t type, void* to) {
     default:
         store(to, value);
         return true;
+    }
+}
+
+// Of a number of the private type the low 64 bits are read, as the unsigned 64-bit integer that it mostly is;
+// that counts as all of it.
+bool get_from_wide(int128 value, std::uint16_t type, void* to) {
+    const auto low = static_cast<std::int64_t>(value.low);
+    const int128 narrowed = {low < 0 ? -1 : 0, value.low};
+    switch (type) {
+    case kCFNumberSInt8Type:
+        return get_integer<std::int8_t>(narrowed, false, to);
+    case kCFNumberSInt16Type:
+        return get_integer<std::int16_t>(narrowed, false, to);
+    case kCFNumberSInt32Type:
+        return get_integer<std::int32_t>(narrowed, false, to);
+    case kCFNumberSInt64Type:
+        return get_integer<std::int64_t>(narrowed, false, to);
+    default:
+        return get_from_integer(value, type, to);
     }
 }
 
@@ -503,7 +522,7 @@ CFNumberType CFNumberGetType(CFNumberRef number) {
 CFIndex CFNumberGetByteSize(CFNumberRef number) {
     if (!cf::is(number, cf::type::number)) return 0;
     constexpr std::array<CFIndex, 7> sizes = {0, 1, 2, 4, 8, 4, 8};
-    return number->detail == cf::number_int128 ? 16 : sizes[number->detail];
+    return number->detail == cf::number_int128 ? 8 : sizes[number->detail];
 }
 
 Boolean CFNumberIsFloatType(CFNumberRef number) {
@@ -513,8 +532,10 @@ Boolean CFNumberIsFloatType(CFNumberRef number) {
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, void* valuePtr) {
     const std::uint16_t type = canonical(theType);
     if (!cf::is(number, cf::type::number) || type == 0) return false;
-    return cf::is_real(number) ? get_from_real(number->real, type, valuePtr)
-                               : get_from_integer(cf::integer_value(number), type, valuePtr);
+    if (cf::is_real(number)) return get_from_real(number->real, type, valuePtr);
+    const int128 value = cf::integer_value(number);
+    return number->detail == cf::number_int128 ? get_from_wide(value, type, valuePtr)
+                                               : get_from_integer(value, type, valuePtr);
 }
 
 CFComparisonResult CFNumberCompare(CFNumberRef number, CFNumberRef otherNumber, void*) {

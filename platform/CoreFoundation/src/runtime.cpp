@@ -14,12 +14,14 @@ namespace cf {
 namespace {
 
 constexpr type_info not_a_type_info = {"Not A Type", false, nullptr, nullptr, nullptr, nullptr};
+constexpr type_info any_type_info = {"CFType", false, nullptr, nullptr, nullptr, nullptr};
 
 // In the order of the enumeration.
 constexpr std::array<const type_info*, static_cast<std::size_t>(type::count)> type_infos = {
-    &not_a_type_info, &allocator_type_info, &string_type_info, &number_type_info, &boolean_type_info,
-    &null_type_info,  &data_type_info,      &date_type_info,   &array_type_info,  &dictionary_type_info,
-    &set_type_info,   &error_type_info,     &url_type_info,    &uuid_type_info,   &archiver_uid_type_info};
+    &not_a_type_info,  &any_type_info,     &allocator_type_info,  &string_type_info,
+    &number_type_info, &boolean_type_info, &null_type_info,       &data_type_info,
+    &date_type_info,   &array_type_info,   &dictionary_type_info, &set_type_info,
+    &error_type_info,  &url_type_info,     &uuid_type_info,       &archiver_uid_type_info};
 
 const type_info& info_of(const object& self) {
     return *type_infos[static_cast<std::size_t>(self.kind)];

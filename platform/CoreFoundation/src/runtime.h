@@ -20,6 +20,7 @@ namespace cf {
 /// The types, and their CFTypeID values; 0 is no type.
 enum class type : std::uint8_t {
     none,
+    any, ///< No object's: the name of objects in general.
     allocator,
     string,
     number,

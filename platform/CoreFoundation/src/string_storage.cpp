@@ -9,6 +9,8 @@ namespace cf {
 
 namespace {
 
+constinit const constant_string empty_string("");
+
 // The longest string whose size in bytes is a CFIndex, whatever its width.
 constexpr std::size_t longest = static_cast<std::size_t>(std::numeric_limits<CFIndex>::max()) / 4;
 
@@ -119,6 +121,7 @@ CFStringRef create_wide_string(CFAllocatorRef allocator, std::size_t length, Uni
 }
 
 CFStringRef create_ascii_string(CFAllocatorRef allocator, std::string_view ascii) {
+    if (ascii.empty() && resolve(allocator) == nullptr) return &empty_string;
     char* storage = nullptr;
     CFStringRef made = create_narrow_string(allocator, ascii.size(), &storage);
     if (made != nullptr && !ascii.empty()) std::memcpy(storage, ascii.data(), ascii.size());
@@ -129,6 +132,7 @@ CFStringRef create_utf16_string(CFAllocatorRef allocator, std::span<const UniCha
     unsigned bits = 0;
     for (const UniChar unit : units)
         bits |= unit;
+    if (units.empty()) return create_ascii_string(allocator, {});
     if (bits < 0x80) {
         char* storage = nullptr;
         CFStringRef made = create_narrow_string(allocator, units.size(), &storage);

@@ -51,7 +51,7 @@ CF_EXPORT CFTypeID CFNumberGetTypeID(void);
 CF_EXPORT CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType theType, const void* valuePtr);
 /// How the number is stored: one of the first six types.
 CF_EXPORT CFNumberType CFNumberGetType(CFNumberRef number);
-/// How many bytes the stored value has.
+/// How many bytes a value of the number's type (CFNumberGetType) has.
 CF_EXPORT CFIndex CFNumberGetByteSize(CFNumberRef number);
 /// Whether the stored value is a real.
 CF_EXPORT Boolean CFNumberIsFloatType(CFNumberRef number);
@@ -60,8 +60,8 @@ CF_EXPORT Boolean CFNumberIsFloatType(CFNumberRef number);
 /// Something is always stored: an integer too wide is cut to the low bits, a real is cut towards zero and,
 /// out of range, gives the nearest integer there is (NaN gives 0).
 CF_EXPORT Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, void* valuePtr);
-/// Compares by value, whatever the types. NaN comes before zero and after every number below zero; -0.0 comes
-/// before 0.
+/// Compares by value, whatever the types. NaN comes before all integers and before the reals that are not negative, and
+/// after those that are; -0.0 comes before 0.
 CF_EXPORT CFComparisonResult CFNumberCompare(CFNumberRef number, CFNumberRef otherNumber, void* context);
 
 CF_EXTERN_C_END
