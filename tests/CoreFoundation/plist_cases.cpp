@@ -77,13 +77,15 @@ std::string canonical_wide(wide_integer value) {
 
 wide_integer value_of(CFNumberRef number) {
     wide_integer value{};
-    if (CFNumberGetByteSize(number) > 8) {
-        CFNumberGetValue(number, wide_type, &value);
-        return value;
-    }
-    std::int64_t narrow = 0;
-    CFNumberGetValue(number, kCFNumberSInt64Type, &narrow);
-    return {narrow < 0 ? -1 : 0, static_cast<std::uint64_t>(narrow)};
+    CFNumberGetValue(number, wide_type, &value);
+    return value;
+}
+
+// Whether a number is held as a private 128-bit integer, which only its description tells.
+bool is_wide(CFNumberRef number) {
+    const object description(CFCopyDescription(number));
+    return CFStringFind(static_cast<CFStringRef>(description.get()), CFSTR("kCFNumberSInt128Type"), 0)
+               .length > 0;
 }
 
 object make_integer(const Value& notation) {
@@ -172,7 +174,7 @@ std::string canonical_number(CFNumberRef number) {
         CFNumberGetValue(number, kCFNumberFloat64Type, &value);
         return "real " + canonical_double(value) + type;
     }
-    const bool wide = CFNumberGetByteSize(number) > 8;
+    const bool wide = is_wide(number);
     return (wide ? "wide int " : "int ") + canonical_wide(value_of(number)) + type;
 }
 

@@ -18,8 +18,14 @@ CFStringRef describe(const object& self) {
                                     &self, CFGetAllocator(&self), static_cast<unsigned>(uid.value));
 }
 
+CFStringRef copy_formatted_uid(const object& self) {
+    return CFStringCreateWithFormat(nullptr, nullptr, CFSTR("@%u@"),
+                                    static_cast<const archiver_uid&>(self).value);
+}
+
 } // namespace
 
-const type_info archiver_uid_type_info = {"CFKeyedArchiverUID", false, nullptr, nullptr, nullptr, describe};
+constinit const type_info archiver_uid_type_info = {
+    "CFKeyedArchiverUID", false, nullptr, nullptr, nullptr, describe, copy_formatted_uid};
 
 } // namespace cf
