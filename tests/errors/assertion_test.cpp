@@ -1,0 +1,45 @@
+#include "assertion.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+void check(int count) {
+    QV::expect(count == 0, "data.count == 0");
+}
+
+std::string text_of(void (*function)(int), int argument) {
+    try {
+        function(argument);
+    } catch (const std::invalid_argument& caught) {
+        return caught.what();
+    }
+    return "nothing was thrown";
+}
+
+TEST(Assertion, ThatHoldsDoesNothing) {
+    EXPECT_EQ(text_of(check, 0), "nothing was thrown");
+}
+
+TEST(Assertion, ThatFailsNamesFileLineFunctionAndText) {
+    // The path is the compiler's, the signature is in its spelling.
+    EXPECT_THAT(text_of(check, 1), testing::MatchesRegex(".*assertion_test\\.cpp:[0-9]+:  .*check.* "
+                                                         "Assertion data\\.count == 0 failed\\."));
+}
+
+TEST(Assertion, TextIsJoinedFromItsParts) {
+    const std::source_location here = std::source_location::current();
+    try {
+        QV::assertion_failed("a < b", here);
+    } catch (const std::invalid_argument& caught) {
+        EXPECT_EQ(caught.what(), std::string(here.file_name()) + ":" + std::to_string(here.line()) + ":  " +
+                                     here.function_name() + " Assertion a < b failed.");
+    }
+    EXPECT_THROW(QV::assertion_failed("", here), std::invalid_argument);
+}
+
+} // namespace
