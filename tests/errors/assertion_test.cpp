@@ -8,6 +8,7 @@
 
 namespace {
 
+// Line 12, as a test below knows.
 void check(int count) {
     QV::expect(count == 0, "data.count == 0");
 }
@@ -27,8 +28,10 @@ TEST(Assertion, ThatHoldsDoesNothing) {
 
 TEST(Assertion, ThatFailsNamesFileLineFunctionAndText) {
     // The path is the compiler's, the signature is in its spelling.
-    EXPECT_THAT(text_of(check, 1), testing::MatchesRegex(".*assertion_test\\.cpp:[0-9]+:  .*check.* "
-                                                         "Assertion data\\.count == 0 failed\\."));
+    const std::string text = text_of(check, 1);
+    EXPECT_THAT(text, testing::HasSubstr("assertion_test.cpp:12:  "));
+    EXPECT_THAT(text, testing::HasSubstr("check"));
+    EXPECT_THAT(text, testing::EndsWith(" Assertion data.count == 0 failed."));
 }
 
 TEST(Assertion, TextIsJoinedFromItsParts) {
