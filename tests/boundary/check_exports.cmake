@@ -1,6 +1,8 @@
 # cmake -DDLL=... -DLIST=... -DOBJDUMP=... -DCXXFILT=... [-DUPDATE=ON] -P check_exports.cmake
 #
 # Fails unless DLL exports exactly the names in LIST, demangled and sorted; with UPDATE writes the list instead.
+cmake_minimum_required(VERSION 3.25)
+
 execute_process(COMMAND ${OBJDUMP} -p ${DLL} OUTPUT_VARIABLE headers RESULT_VARIABLE failed)
 if(failed)
   message(FATAL_ERROR "${OBJDUMP} cannot read ${DLL}: ${failed}")
@@ -12,9 +14,11 @@ if(start EQUAL -1)
   message(FATAL_ERROR "${DLL} has no table of exports")
 endif()
 string(SUBSTRING "${headers}" ${start} -1 table)
-string(REGEX REPLACE "^[^\n]*\n" "" table "${table}")
-string(REGEX REPLACE "\n\n.*" "\n" table "${table}")
-string(REGEX REPLACE "\t\\[ *[0-9]+\\][^\n]* ([^ \n]+)\n" "\\1\n" mangled "${table}")
+string(FIND "${table}" "\n" end_of_heading)
+string(SUBSTRING "${table}" ${end_of_heading} -1 table)
+string(STRIP "${table}" table)
+string(REGEX REPLACE "\n\n.*" "" table "${table}")
+string(REGEX REPLACE "\t?\\[ *[0-9]+\\][^\n]* ([^ \n]+)\n" "\\1\n" mangled "${table}\n")
 if(mangled STREQUAL "")
   message(FATAL_ERROR "No name was found in the table of exports of ${DLL}")
 endif()
