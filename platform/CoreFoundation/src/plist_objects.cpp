@@ -40,6 +40,21 @@ std::uint64_t hash_bytes(std::string_view bytes, std::uint64_t seed) {
     return mix(hash ^ last);
 }
 
+// Whether a string has the text that `utf8` is, which need not be well formed.
+bool is_text(CFStringRef string, std::string_view utf8) {
+    const text_view text = view(string);
+    if (!text.wide) return text.narrow() == utf8;
+    const std::span<const UniChar> units = text.utf16();
+    std::size_t index = 0;
+    const char* at = utf8.data();
+    const char* end = at + utf8.size();
+    while (at < end && index < units.size()) {
+        // Two ill-formed texts are never compared: no string was made of the first one.
+        if (decode_utf8(at, end) != decode_utf16(units, index)) return false;
+    }
+    return at == end && index == units.size();
+}
+
 // The counts of strings that no other thread knows yet.
 void retain_alone(CFStringRef string) {
     const std::int32_t references = string->references.load(std::memory_order_relaxed);
@@ -90,35 +105,31 @@ CFStringRef string_maker::create(std::string_view utf8, bool ascii) const {
     return made;
 }
 
-CFStringRef string_maker::find_or_make(std::string_view utf8, bool ascii, bool temporary) {
+CFStringRef string_maker::make(std::string_view utf8, bool ascii) {
     if (mutable_) return create(utf8, ascii);
     if (used_ * 2 >= slots_.size()) grow();
-    const std::uint64_t hash = hash_bytes(utf8, seed_);
+    const auto hash = static_cast<std::uint32_t>(hash_bytes(utf8, seed_) >> 32);
+    const auto size = static_cast<std::uint32_t>(utf8.size());
     const std::size_t mask = slots_.size() - 1;
     std::size_t at = hash & mask;
     for (std::size_t probes = 0; slots_[at].string != nullptr; at = (at + 1) & mask) {
         const slot& each = slots_[at];
-        if (each.hash == hash && each.utf8 == utf8) {
+        if (each.hash == hash && each.size == size && is_text(each.string, utf8)) {
             retain_alone(each.string);
             return each.string;
         }
         if (++probes == most_probes) return create(utf8, ascii);
     }
-    owned<CFStringRef> made(create(utf8, ascii));
-    if (!made) return nullptr;
-    if (temporary) {
-        kept_.push_back(std::make_unique<char[]>(utf8.size()));
-        std::copy(utf8.begin(), utf8.end(), kept_.back().get());
-        utf8 = {kept_.back().get(), utf8.size()};
-    }
-    retain_alone(made.get());
-    slots_[at] = {hash, made.get(), utf8};
+    const CFStringRef made = create(utf8, ascii);
+    if (made == nullptr) return nullptr;
+    retain_alone(made);
+    slots_[at] = {hash, size, made};
     ++used_;
-    return made.detach();
+    return made;
 }
 
 void string_maker::grow() {
-    std::vector<slot> larger(slots_.empty() ? 64 : slots_.size() * 2);
+    std::vector<slot> larger(slots_.empty() ? 64 : slots_.size() * 4);
     const std::size_t mask = larger.size() - 1;
     for (const slot& each : slots_) {
         if (each.string == nullptr) continue;

@@ -11,7 +11,6 @@
 #include <CoreFoundation/CFData.h>
 
 #include <cstddef>
-#include <memory>
 #include <new>
 #include <span>
 #include <string_view>
@@ -80,24 +79,18 @@ public:
     string_maker& operator=(const string_maker&) = delete;
     ~string_maker();
 
-    /// A reference to a string of UTF-8 text, which `ascii` says to be all ASCII. Null if it is not well
-    /// formed. The text must outlive the maker.
-    CFStringRef make(std::string_view utf8, bool ascii) { return find_or_make(utf8, ascii, false); }
-    /// As make(), for text that does not live that long.
-    CFStringRef make_from_temporary(std::string_view utf8) {
-        return find_or_make(utf8, is_ascii(utf8), true);
-    }
+    /// A reference to a string of UTF-8 text, which `ascii` says to be all ASCII. Null if it is not well formed.
+    CFStringRef make(std::string_view utf8, bool ascii);
     /// A reference to the empty string.
-    CFStringRef make_empty() { return find_or_make({}, true, false); }
+    CFStringRef make_empty() { return make({}, true); }
 
 private:
     struct slot {
-        std::uint64_t hash = 0;
+        std::uint32_t hash = 0;
+        std::uint32_t size = 0;       ///< Of the UTF-8 text, its low bits.
         CFStringRef string = nullptr; ///< Owned; null in an empty slot.
-        std::string_view utf8;
     };
 
-    CFStringRef find_or_make(std::string_view utf8, bool ascii, bool temporary);
     CFStringRef create(std::string_view utf8, bool ascii) const;
     void grow();
 
@@ -106,7 +99,6 @@ private:
     std::uint64_t seed_ = hash_seed();
     std::size_t used_ = 0;
     std::vector<slot> slots_; ///< Open addressing; a power of two.
-    std::vector<std::unique_ptr<char[]>> kept_;
 };
 
 } // namespace cf::plist

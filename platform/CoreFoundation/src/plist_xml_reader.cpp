@@ -146,7 +146,7 @@ xml_reader::reference xml_reader::close() {
         return fail("Value missing for key inside <dict>" + at_line());
     const std::span<const CFTypeRef> values = values_.since(closed.first_value);
     if (closed.kind == element::plist && values.empty()) return fail("Encountered empty plist tag");
-    if (!scanner_.read_close_tag(name_of(closed.kind))) return {};
+    if (!scanner_.read_close_tag(closed.kind)) return {};
 
     reference value;
     if (closed.kind == element::plist) {
@@ -229,9 +229,8 @@ xml_reader::reference xml_reader::read_leaf(const tag& opened) {
 
 xml_reader::reference xml_reader::read_string(const tag& opened) {
     raw_text text;
-    if (!scanner_.read_text(text, scratch_) || !scanner_.read_close_tag(name_of(opened.kind))) return {};
-    const CFStringRef made =
-        text.in_scratch ? strings_.make_from_temporary(text.bytes) : strings_.make(text.bytes, text.ascii);
+    if (!scanner_.read_text(text, scratch_) || !scanner_.read_close_tag(opened.kind)) return {};
+    const CFStringRef made = strings_.make(text.bytes, text.ascii);
     if (made == nullptr) return fail("Unable to convert string to correct encoding");
     return reference(made);
 }
@@ -257,7 +256,7 @@ xml_reader::reference xml_reader::read_integer(const tag& opened) {
     case integer_outcome::underflow:
         return fail("Integer underflow in <integer>" + on_line());
     }
-    if (!scanner_.read_close_tag(name_of(opened.kind))) return {};
+    if (!scanner_.read_close_tag(opened.kind)) return {};
     const std::uint64_t magnitude = parsed.magnitude;
     if (magnitude == 0) return reference(need(create_integer(allocator_, 0, kCFNumberSInt32Type)));
     if (!parsed.negative && magnitude > std::uint64_t{std::numeric_limits<std::int64_t>::max()})
@@ -271,26 +270,26 @@ xml_reader::reference xml_reader::read_real(const tag& opened) {
     if (!scanner_.read_text(text, scratch_)) return {};
     const std::optional<double> value = parse_real(text.bytes);
     if (!value) return fail("Encountered misformatted real" + on_line());
-    if (!scanner_.read_close_tag(name_of(opened.kind))) return {};
+    if (!scanner_.read_close_tag(opened.kind)) return {};
     return reference(need(create_double(allocator_, *value)));
 }
 
 xml_reader::reference xml_reader::read_date(const tag& opened) {
     const std::optional<CFAbsoluteTime> value = parse_date(scanner_.read_to_markup());
     if (!value) return fail("Could not interpret <date>" + at_line());
-    if (!scanner_.read_close_tag_opening(name_of(opened.kind))) return {};
+    if (!scanner_.read_close_tag_opening(opened.kind)) return {};
     return reference(need(CFDateCreate(allocator_, *value)));
 }
 
 xml_reader::reference xml_reader::read_data(const tag& opened) {
     if (!decode_base64(scanner_.read_to_markup(), bytes_))
         return fail("Could not interpret <data>" + at_line() + " (should be base64-encoded)");
-    if (!scanner_.read_close_tag_opening(name_of(opened.kind))) return {};
+    if (!scanner_.read_close_tag_opening(opened.kind)) return {};
     return reference(need(create_data(allocator_, bytes_, mutable_.leaves)));
 }
 
 xml_reader::reference xml_reader::read_boolean(const tag& opened) {
-    if (!scanner_.read_empty_content(name_of(opened.kind)))
+    if (!scanner_.read_empty_content(opened.kind))
         return fail("Encountered non-empty <" + std::string(name_of(opened.kind)) + ">" + on_line());
     return reference(opened.kind == element::true_ ? kCFBooleanTrue : kCFBooleanFalse);
 }

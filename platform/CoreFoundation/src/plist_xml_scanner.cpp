@@ -1,5 +1,7 @@
 #include "plist_xml_scanner.h"
 
+#include "string_storage.h"
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -11,8 +13,63 @@ namespace {
 
 using std::string_view;
 
-constexpr std::array<string_view, 11> names = {"plist", "array", "dict",    "key",  "string", "data",
+constexpr std::array<string_view, 11> names = {"plist", "array", "dict", "key",     "string", "data",
                                                "date",  "real",  "integer", "true", "false"};
+
+// The eight bytes at `at`, the first one lowest.
+std::uint64_t load_word(const char* at) {
+    std::uint64_t word = 0;
+    if constexpr (std::endian::native == std::endian::little) {
+        std::memcpy(&word, at, sizeof(word));
+    } else {
+        for (int i = 7; i >= 0; --i)
+            word = word << 8 | static_cast<unsigned char>(at[i]);
+    }
+    return word;
+}
+
+/// A name and the '>' behind it as one word: the longest is that of <integer>.
+struct whole_tag {
+    std::uint64_t text = 0;
+    std::uint64_t mask = 0;
+};
+
+constexpr std::array<whole_tag, names.size()> whole_tags = [] {
+    std::array<whole_tag, names.size()> tags{};
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        for (std::size_t j = 0; j <= names[i].size(); ++j) {
+            const char c = j < names[i].size() ? names[i][j] : '>';
+            tags[i].text |= std::uint64_t{static_cast<unsigned char>(c)} << (8 * j);
+            tags[i].mask |= std::uint64_t{0xFF} << (8 * j);
+        }
+    }
+    return tags;
+}();
+
+bool is_whole_tag(std::uint64_t word, element kind) {
+    const whole_tag& tag = whole_tags[static_cast<std::size_t>(kind)];
+    return (word & tag.mask) == tag.text;
+}
+
+// The element whose name and '>' begin a word; plist, which is no candidate, if there is none.
+element common_element(std::uint64_t word) {
+    static constexpr std::array<element, 256> candidates = [] {
+        std::array<element, 256> table{};
+        table['k'] = element::key;
+        table['s'] = element::string;
+        table['i'] = element::integer;
+        table['a'] = element::array;
+        table['r'] = element::real;
+        return table;
+    }();
+    element candidate = candidates[word & 0xFF];
+    if ((word & 0xFF) == 'd') {
+        const std::uint64_t third = word >> 16 & 0xFF;
+        const bool is_date = (word >> 24 & 0xFF) == 'e';
+        candidate = third == 'c' ? element::dict : is_date ? element::date : element::data;
+    }
+    return candidate != element::plist && is_whole_tag(word, candidate) ? candidate : element::plist;
+}
 
 // How many of the bytes from `at` on come before the first '<' or '&', and whether those are ASCII.
 struct run {
@@ -31,11 +88,9 @@ constexpr std::uint64_t mark_zeros(std::uint64_t word) {
 run find_special(const char* at, const char* end) {
     std::uint64_t seen = 0;
     while (end - at >= 8) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, at, sizeof(word));
+        const std::uint64_t word = load_word(at);
         const std::uint64_t marks = mark_zeros(word ^ every_byte * '<') | mark_zeros(word ^ every_byte * '&');
         if (marks != 0) {
-            if constexpr (std::endian::native != std::endian::little) break;
             const int bits = std::countr_zero(marks) & ~7;
             seen |= word & ((std::uint64_t{1} << bits) - 1);
             return {at + bits / 8, (seen & high_bits) == 0};
@@ -84,6 +139,23 @@ std::string xml_scanner::quoted_character() const {
     text += digits[code >> 4];
     text += digits[code & 15];
     return text + ")";
+}
+
+// Elements are mostly on lines of their own, indented with tabs.
+void xml_scanner::skip_blanks() {
+    if (at_ < end_ && *at_ == '\n') {
+        ++at_;
+        while (end_ - at_ >= 8) {
+            const std::uint64_t others = load_word(at_) ^ every_byte * '\t';
+            if (others != 0) {
+                at_ += std::countr_zero(others) / 8;
+                break;
+            }
+            at_ += 8;
+        }
+    }
+    while (at_ < end_ && is_blank(*at_))
+        ++at_;
 }
 
 bool xml_scanner::find_root() {
@@ -174,6 +246,18 @@ bool xml_scanner::skip_document_type() {
 }
 
 bool xml_scanner::read_open_tag(tag& opened) {
+    if (end_ - at_ >= 8) {
+        const element common = common_element(load_word(at_));
+        if (common != element::plist) {
+            opened = {common, false, name_of(common)};
+            at_ += opened.name.size() + 1;
+            return true;
+        }
+    }
+    return read_any_open_tag(opened);
+}
+
+bool xml_scanner::read_any_open_tag(tag& opened) {
     const char* name = at_;
     const char* p = at_;
     while (p < end_ && !name_ends(*p))
@@ -201,7 +285,12 @@ bool xml_scanner::read_open_tag(tag& opened) {
     return true;
 }
 
-bool xml_scanner::read_close_tag(string_view name) {
+bool xml_scanner::read_close_tag(element kind) {
+    if (end_ - at_ >= 8 && is_whole_tag(load_word(at_), kind)) {
+        at_ += name_of(kind).size() + 1;
+        return true;
+    }
+    const string_view name = name_of(kind);
     if (!starts_with(name)) {
         if (static_cast<std::size_t>(end_ - at_) < name.size()) return unexpected_end();
         return fail("Close tag on line " + std::to_string(line()) + " does not match open tag " +
@@ -217,7 +306,7 @@ bool xml_scanner::read_close_tag(string_view name) {
     return true;
 }
 
-bool xml_scanner::read_close_tag_opening(string_view name) {
+bool xml_scanner::read_close_tag_opening(element kind) {
     if (!starts_with("</")) {
         if (end_ - at_ < 2) return unexpected_end();
         ++at_;
@@ -225,13 +314,13 @@ bool xml_scanner::read_close_tag_opening(string_view name) {
                     std::to_string(line()) + " while looking for close tag");
     }
     at_ += 2;
-    return read_close_tag(name);
+    return read_close_tag(kind);
 }
 
-bool xml_scanner::read_empty_content(string_view name) {
+bool xml_scanner::read_empty_content(element kind) {
     if (!starts_with("</")) return false;
     at_ += 2;
-    return read_close_tag(name);
+    return read_close_tag(kind);
 }
 
 string_view xml_scanner::read_to_markup() {
@@ -257,23 +346,21 @@ bool xml_scanner::read_text(raw_text& text, std::string& scratch) {
     const run first = find_special(at_, end_);
     if (end_ - first.end < 2) return unexpected_end();
     if (first.end[0] == '<' && first.end[1] == '/') {
-        text = {{at_, static_cast<std::size_t>(first.end - at_)}, first.ascii, false};
+        text = {{at_, static_cast<std::size_t>(first.end - at_)}, first.ascii};
         at_ = first.end + 2;
         return true;
     }
     scratch.clear();
-    if (!read_mixed_text(text, scratch)) return false;
-    text.bytes = scratch;
-    text.in_scratch = true;
+    if (!read_mixed_text(scratch)) return false;
+    text = {scratch, is_ascii(scratch)};
     return true;
 }
 
 // Text with entities or CDATA sections in it.
-bool xml_scanner::read_mixed_text(raw_text& text, std::string& scratch) {
+bool xml_scanner::read_mixed_text(std::string& scratch) {
     for (;;) {
         const run plain = find_special(at_, end_);
         scratch.append(at_, plain.end);
-        text.ascii = text.ascii && plain.ascii;
         at_ = plain.end;
         if (end_ - at_ < 2) return unexpected_end();
         if (*at_ == '&') {

@@ -44,11 +44,10 @@ struct tag {
 /// What comes next between elements.
 enum class markup { element, close_tag, none };
 
-/// Character data, entities resolved.
+/// Character data, entities resolved: a part of the list, or the caller's scratch string.
 struct raw_text {
     std::string_view bytes;
     bool ascii = true;
-    bool in_scratch = false; ///< The bytes lie in the caller's scratch string, not in the list.
 };
 
 /// A position in the text of a list. What fails sets problem() and returns false.
@@ -72,11 +71,11 @@ public:
     /// Moves behind the '<' of the next element or the "</" of the next closing tag.
     markup next_markup();
     /// Reads the rest of a closing tag from behind its "</".
-    bool read_close_tag(std::string_view name);
+    bool read_close_tag(element kind);
     /// Reads a whole closing tag.
-    bool read_close_tag_opening(std::string_view name);
+    bool read_close_tag_opening(element kind);
     /// Whether a closing tag follows at once, which is then read.
-    bool read_empty_content(std::string_view name);
+    bool read_empty_content(element kind);
     /// Reads character data, with its entities and CDATA sections, and the "</" behind it.
     bool read_text(raw_text& text, std::string& scratch);
     /// What lies before the next '<', or the rest of the text.
@@ -89,14 +88,12 @@ private:
     bool starts_with(std::string_view text) const {
         return std::string_view(at_, static_cast<std::size_t>(end_ - at_)).starts_with(text);
     }
-    void skip_blanks() {
-        while (at_ < end_ && is_blank(*at_))
-            ++at_;
-    }
+    void skip_blanks();
+    bool read_any_open_tag(tag& opened);
     bool skip_comment(std::size_t shortest);
     bool skip_processing_instruction();
     bool skip_document_type();
-    bool read_mixed_text(raw_text& text, std::string& scratch);
+    bool read_mixed_text(std::string& scratch);
     bool read_entity(std::string& to);
     bool read_character_reference(std::string& to);
     bool read_cdata(std::string& to);
