@@ -44,7 +44,7 @@ struct table : container {
     const table_callbacks* callbacks; ///< A constant or a copy that the table owns; never null.
     CFIndex count;
     CFIndex capacity;
-    entry* entries;           ///< In a block of their own; null while there is none.
+    entry* entries;           ///< Behind the table or in a block of their own; null while there is none.
     std::uint32_t* index;     ///< Open addressing: entry number + 1, or 0. Null for small tables.
     std::uint64_t index_mask; ///< Size of the index, a power of two, less one.
 };

@@ -79,7 +79,8 @@ public:
     string_maker& operator=(const string_maker&) = delete;
     ~string_maker();
 
-    /// A reference to a string of UTF-8 text, which `ascii` says to be all ASCII. Null if it is not well formed.
+    /// A reference to a string of UTF-8 text, which `ascii` says to be all ASCII. Null if it is not well
+    /// formed.
     CFStringRef make(std::string_view utf8, bool ascii);
     /// A reference to the empty string.
     CFStringRef make_empty() { return make({}, true); }

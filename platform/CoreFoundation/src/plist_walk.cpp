@@ -14,25 +14,30 @@ std::string type_name(CFTypeRef object) {
 } // namespace
 
 bool walk_guard::enter(CFTypeRef container, bool counted) {
-    const auto near = static_cast<std::ptrdiff_t>(std::min(inside_.size(), searched));
-    if (std::find(inside_.begin(), inside_.begin() + near, container) != inside_.begin() + near ||
-        (inside_.size() > searched && deeper_.contains(container))) {
-        problem_ = "property lists cannot contain recursive container references";
-        return false;
-    }
     if (inside_.size() == deepest) {
         problem_ = "property lists cannot be nested more than " + std::to_string(deepest) + " levels deep";
         return false;
     }
-    // What only its owner refers to is met once.
+    // What only its owner refers to is met once. (A cycle that nobody else refers to ends at the deepest
+    // level.)
     const bool unshared = counted && as_object(container)->references.load(std::memory_order_relaxed) == 1;
-    if (!unshared && ++occurrences_[container] > most_occurrences) {
+    if (!unshared && !enter_shared(container)) return false;
+    if (inside_.size() >= searched) deeper_.insert(container);
+    inside_.push_back(container);
+    return true;
+}
+
+bool walk_guard::enter_shared(CFTypeRef container) {
+    const auto near = inside_.begin() + static_cast<std::ptrdiff_t>(std::min(inside_.size(), searched));
+    if (std::find(inside_.begin(), near, container) != near || deeper_.contains(container)) {
+        problem_ = "property lists cannot contain recursive container references";
+        return false;
+    }
+    if (++occurrences_[container] > most_occurrences) {
         problem_ = "property lists cannot contain the same array or dictionary more than " +
                    std::to_string(most_occurrences) + " times";
         return false;
     }
-    if (inside_.size() >= searched) deeper_.insert(container);
-    inside_.push_back(container);
     return true;
 }
 

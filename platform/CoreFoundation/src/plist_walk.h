@@ -33,6 +33,8 @@ public:
     const std::string& problem() const { return problem_; }
 
 private:
+    bool enter_shared(CFTypeRef container);
+
     // So many ancestors are looked through one by one.
     static constexpr std::size_t searched = 32;
 

@@ -13,7 +13,7 @@ namespace {
 
 using std::string_view;
 
-constexpr std::array<string_view, 11> names = {"plist", "array", "dict", "key",     "string", "data",
+constexpr std::array<string_view, 11> names = {"plist", "array", "dict",    "key",  "string", "data",
                                                "date",  "real",  "integer", "true", "false"};
 
 // The eight bytes at `at`, the first one lowest.

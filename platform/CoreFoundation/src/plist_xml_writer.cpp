@@ -39,6 +39,30 @@ constexpr string_view escape_of(char32_t c) {
     }
 }
 
+constexpr std::uint64_t every_byte = 0x0101010101010101;
+
+// Whether one of eight bytes is an '&', '<' or '>'; the latter two differ in one bit.
+bool has_special(std::uint64_t word) {
+    const std::uint64_t ampersands = word ^ every_byte * '&';
+    const std::uint64_t brackets = (word | every_byte * ('<' ^ '>')) ^ every_byte * '>';
+    const std::uint64_t zeros =
+        ((ampersands - every_byte) & ~ampersands) | ((brackets - every_byte) & ~brackets);
+    return (zeros & every_byte * 0x80) != 0;
+}
+
+// How many characters come before the first one to be escaped.
+std::size_t plain_length(string_view text) {
+    std::size_t length = 0;
+    for (; text.size() - length >= 8; length += 8) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, text.data() + length, sizeof(word));
+        if (has_special(word)) break;
+    }
+    while (length < text.size() && escape_of(static_cast<unsigned char>(text[length])).empty())
+        ++length;
+    return length;
+}
+
 /// Writes a value without recursion: open containers lie on a stack of our own.
 class xml_writer {
 public:
@@ -69,9 +93,10 @@ private:
     bool open_array(CFArrayRef array, bool counted);
     bool open_dictionary(CFDictionaryRef dictionary, bool counted);
     void close();
-    void write_line(string_view text);
+    char* begin_line(string_view text, std::size_t extra);
+    void write_line(string_view text) { out_.wrote(begin_line(text, 0)); }
     void write_element(string_view open, CFStringRef string, string_view close);
-    void write_narrow(string_view text);
+    void write_narrow(string_view text, char* to);
     void write_wide(std::span<const UniChar> units);
     void write_number(CFNumberRef number);
     bool write_date(CFDateRef date);
@@ -175,34 +200,41 @@ void xml_writer::close() {
     write_line(closed.is_array ? "</array>\n" : "</dict>\n");
 }
 
-void xml_writer::write_line(string_view text) {
-    char* to = out_.room(indent() + text.size());
-    std::memset(to, '\t', indent());
-    std::memcpy(to + indent(), text.data(), text.size());
-    out_.wrote(to + indent() + text.size());
+// Writes the indentation and `text`, with room for `extra` more characters, and returns the end.
+char* xml_writer::begin_line(string_view text, std::size_t extra) {
+    constexpr string_view tabs = "\t\t\t\t\t\t\t\t";
+    const std::size_t wanted = indent();
+    char* to = out_.room(wanted + tabs.size() + text.size() + extra);
+    for (std::size_t done = 0; done < wanted; done += tabs.size())
+        std::memcpy(to + done, tabs.data(), tabs.size());
+    to += wanted;
+    std::memcpy(to, text.data(), text.size());
+    return to + text.size();
 }
 
 void xml_writer::write_element(string_view open, CFStringRef string, string_view close) {
-    write_line(open);
     const text_view text = view(string);
     if (text.wide) {
+        write_line(open);
         write_wide(text.utf16());
     } else {
-        write_narrow(text.narrow());
+        write_narrow(text.narrow(), begin_line(open, text.narrow().size()));
     }
     out_.append(close);
 }
 
-void xml_writer::write_narrow(string_view text) {
+// Writes to `to`, where there is room for the text without escapes.
+void xml_writer::write_narrow(string_view text, char* to) {
     const char* at = text.data();
     const char* const end = at + text.size();
-    while (at < end) {
-        // Escapes are rare: the room is for a run without them, then asked for anew.
-        char* to = out_.room(static_cast<std::size_t>(end - at));
-        while (at < end && escape_of(static_cast<unsigned char>(*at)).empty())
-            *to++ = *at++;
-        out_.wrote(to);
-        if (at < end) out_.append(escape_of(static_cast<unsigned char>(*at++)));
+    for (;;) {
+        const std::size_t plain = plain_length({at, static_cast<std::size_t>(end - at)});
+        std::memcpy(to, at, plain);
+        out_.wrote(to + plain);
+        at += plain;
+        if (at == end) return;
+        out_.append(escape_of(static_cast<unsigned char>(*at++)));
+        to = out_.room(static_cast<std::size_t>(end - at));
     }
 }
 
@@ -224,13 +256,12 @@ void xml_writer::write_wide(std::span<const UniChar> units) {
 }
 
 void xml_writer::write_number(CFNumberRef number) {
+    constexpr std::size_t longest = std::max(longest_real, longest_integer);
     if (is_real(number)) {
-        write_line("<real>");
-        out_.wrote(format_real(number->real, out_.room(longest_real)));
+        out_.wrote(format_real(number->real, begin_line("<real>", longest)));
         out_.append("</real>\n");
     } else {
-        write_line("<integer>");
-        out_.wrote(format_integer(integer_value(number), out_.room(longest_integer)));
+        out_.wrote(format_integer(integer_value(number), begin_line("<integer>", longest)));
         out_.append("</integer>\n");
     }
 }

@@ -145,34 +145,45 @@ entry* find_hashed(const table& self, const void* key, CFHashCode hash) {
     return nullptr;
 }
 
-// Makes room for `count` entries. False, and nothing changed, for want of memory.
-bool reserve(table& self, CFIndex count) {
-    if (count <= self.capacity) return true;
-    if (count > longest) return false;
-    CFIndex capacity = count;
-    if (self.capacity > 0) capacity = std::min(longest, std::max<CFIndex>({count, self.capacity * 2, 4}));
-    std::uint32_t* index = nullptr;
-    std::uint64_t slots = 0;
-    if (capacity > largest_unindexed) {
-        slots = std::bit_ceil(static_cast<std::uint64_t>(capacity) * 3 / 2 + 1);
-        index = static_cast<std::uint32_t*>(allocate(self.allocator, slots * sizeof(std::uint32_t)));
-        if (index == nullptr) return false;
-        std::fill_n(index, slots, 0U);
-    }
-    void* entries =
-        reallocate(self.allocator, self.entries, static_cast<std::size_t>(capacity) * sizeof(entry));
-    if (entries == nullptr) {
-        deallocate(self.allocator, index);
-        return false;
-    }
-    self.entries = static_cast<entry*>(entries);
-    self.capacity = capacity;
-    if (index == nullptr) return true;
+// The room for entries that a table was made with lies behind it.
+entry* entries_behind(table& self) {
+    return static_cast<entry*>(static_cast<void*>(&self + 1));
+}
+
+void free_entries(table& self, entry* entries) {
+    if (entries != entries_behind(self)) deallocate(self.allocator, entries);
+}
+
+// Makes an index for `capacity` entries, of which those there are are entered. False, and nothing changed,
+// for want of memory.
+bool make_index(table& self, CFIndex capacity) {
+    if (capacity <= largest_unindexed) return true;
+    const std::uint64_t slots = std::bit_ceil(static_cast<std::uint64_t>(capacity) * 3 / 2 + 1);
+    auto* index = static_cast<std::uint32_t*>(allocate(self.allocator, slots * sizeof(std::uint32_t)));
+    if (index == nullptr) return false;
+    std::fill_n(index, slots, 0U);
     deallocate(self.allocator, self.index);
     self.index = index;
     self.index_mask = slots - 1;
     for (CFIndex i = 0; i < self.count; ++i)
         add_to_index(self, i);
+    return true;
+}
+
+// Makes room for `count` entries. False, and no entry changed, for want of memory.
+bool reserve(table& self, CFIndex count) {
+    if (count <= self.capacity) return true;
+    if (count > longest) return false;
+    CFIndex capacity = count;
+    if (self.capacity > 0) capacity = std::min(longest, std::max<CFIndex>({count, self.capacity * 2, 4}));
+    const std::size_t size = static_cast<std::size_t>(capacity) * sizeof(entry);
+    const bool behind = self.entries == entries_behind(self);
+    void* entries = behind ? allocate(self.allocator, size) : reallocate(self.allocator, self.entries, size);
+    if (entries == nullptr) return false;
+    if (behind) std::copy_n(self.entries, self.count, static_cast<entry*>(entries));
+    self.entries = static_cast<entry*>(entries);
+    if (!make_index(self, capacity)) return false;
+    self.capacity = capacity;
     return true;
 }
 
@@ -211,7 +222,8 @@ CFStringRef describe_with(CFStringRef (*callback)(const void*), const void* valu
 
 table* make_table(CFAllocatorRef allocator, type kind, CFIndex capacity, const table_callbacks& callbacks,
                   bool is_mutable) {
-    table* made = make<table>(allocator, kind);
+    if (capacity > longest) return nullptr;
+    table* made = make<table>(allocator, kind, static_cast<std::size_t>(capacity) * sizeof(entry));
     if (made == nullptr) return nullptr;
     made->is_mutable = is_mutable;
     made->callbacks = as_constant(callbacks);
@@ -224,7 +236,9 @@ table* make_table(CFAllocatorRef allocator, type kind, CFIndex capacity, const t
         *copy = callbacks;
         made->callbacks = copy;
     }
-    if (!reserve(*made, capacity)) {
+    if (capacity > 0) made->entries = entries_behind(*made);
+    made->capacity = capacity;
+    if (!make_index(*made, capacity)) {
         release(made);
         return nullptr;
     }
@@ -320,7 +334,7 @@ void remove_all(table& self) {
         let_go_of_key(self, entries[i].key);
     }
     if (self.capacity != 0) {
-        deallocate(self.allocator, entries);
+        free_entries(self, entries);
         deallocate(self.allocator, index);
         return;
     }
@@ -337,11 +351,17 @@ bool equal_values(const table& self, const void* a, const void* b) {
 
 void finalize_table(object& self) {
     auto& dead = static_cast<table&>(self);
+    const bool holds_objects = dead.callbacks == &object_callbacks;
     for (const entry& last : entries_of(&dead)) {
-        let_go_of_value(dead, last.value);
-        let_go_of_key(dead, last.key);
+        if (holds_objects) {
+            release(last.value);
+            release(last.key);
+        } else {
+            let_go_of_value(dead, last.value);
+            let_go_of_key(dead, last.key);
+        }
     }
-    deallocate(dead.allocator, dead.entries);
+    free_entries(dead, dead.entries);
     deallocate(dead.allocator, dead.index);
     if (as_constant(*dead.callbacks) != dead.callbacks)
         deallocate(dead.allocator, const_cast<table_callbacks*>(dead.callbacks));
