@@ -3,6 +3,7 @@
 #include "plist_text.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 namespace cf::plist {
@@ -80,6 +81,12 @@ CFDataRef create_data(CFAllocatorRef allocator, std::span<const UInt8> bytes, bo
     return CFDataGetLength(data.get()) == size ? data.detach() : nullptr;
 }
 
+string_maker::string_maker(CFAllocatorRef allocator, bool mutable_strings, std::size_t text_size)
+    : allocator_(allocator), mutable_(mutable_strings),
+      // Strings are seldom shorter than 32 characters with their tags; what comes more often than once does
+      // not count.
+      first_size_(std::bit_ceil(std::clamp<std::size_t>(text_size / 32, 16, 2048))) {}
+
 string_maker::~string_maker() {
     for (const slot& each : slots_) {
         if (each.string != nullptr) release_alone(each.string);
@@ -107,7 +114,7 @@ CFStringRef string_maker::create(std::string_view utf8, bool ascii) const {
 
 CFStringRef string_maker::make(std::string_view utf8, bool ascii) {
     if (mutable_) return create(utf8, ascii);
-    if (used_ * 2 >= slots_.size()) grow();
+    if (used_ * 4 >= slots_.size() * 3) grow();
     const auto hash = static_cast<std::uint32_t>(hash_bytes(utf8, seed_) >> 32);
     const auto size = static_cast<std::uint32_t>(utf8.size());
     const std::size_t mask = slots_.size() - 1;
@@ -129,7 +136,7 @@ CFStringRef string_maker::make(std::string_view utf8, bool ascii) {
 }
 
 void string_maker::grow() {
-    std::vector<slot> larger(slots_.empty() ? 64 : slots_.size() * 4);
+    std::vector<slot> larger(slots_.empty() ? first_size_ : slots_.size() * 4);
     const std::size_t mask = larger.size() - 1;
     for (const slot& each : slots_) {
         if (each.string == nullptr) continue;

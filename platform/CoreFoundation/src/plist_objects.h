@@ -73,8 +73,8 @@ private:
 /// Its strings must not be handed to another thread while it lives: their counts are changed without locking.
 class string_maker {
 public:
-    string_maker(CFAllocatorRef allocator, bool mutable_strings)
-        : allocator_(allocator), mutable_(mutable_strings) {}
+    /// `text_size` is the size of the whole list.
+    string_maker(CFAllocatorRef allocator, bool mutable_strings, std::size_t text_size);
     string_maker(const string_maker&) = delete;
     string_maker& operator=(const string_maker&) = delete;
     ~string_maker();
@@ -97,6 +97,7 @@ private:
 
     CFAllocatorRef allocator_;
     bool mutable_;
+    std::size_t first_size_;
     std::uint64_t seed_ = hash_seed();
     std::size_t used_ = 0;
     std::vector<slot> slots_; ///< Open addressing; a power of two.

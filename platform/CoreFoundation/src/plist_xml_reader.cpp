@@ -24,7 +24,7 @@ class xml_reader {
 public:
     xml_reader(CFAllocatorRef allocator, string_view text, mutability mutable_parts)
         : allocator_(allocator), mutable_(mutable_parts), scanner_(text),
-          strings_(allocator, mutable_parts.leaves) {}
+          strings_(allocator, mutable_parts.leaves, text.size()) {}
 
     CFTypeRef read();
     std::string take_problem() { return std::move(scanner_.problem()); }
