@@ -102,7 +102,8 @@ CFUUIDRef CFUUIDCreateFromString(CFAllocatorRef alloc, CFStringRef uuidStr) {
         }
         const int value = digit_value(unit);
         if (value < 0) return nullptr;
-        bytes[digits / 2] = static_cast<UInt8>(bytes[digits / 2] << 4U | static_cast<unsigned>(value));
+        const unsigned first = bytes[digits / 2];
+        bytes[digits / 2] = static_cast<UInt8>(first << 4U | static_cast<unsigned>(value));
         ++digits;
     }
     return create(alloc, bytes);
