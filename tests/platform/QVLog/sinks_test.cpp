@@ -238,8 +238,8 @@ TEST_F(log_file, holds_whole_lines_that_are_there_at_once) {
 
 TEST_F(log_file, shows_hostile_text_harmless) {
     set_sinks({make_rotating_file_sink(options())});
-    log.log(log_level::error, "{}",
-            std::string_view("a\x1b[31mb\0c\td\r\n[error] forged\re\x7F\xFF\r\n\r\n", 35));
+    constexpr char text[] = "a\x1b[31mb\0c\td\r\n[error] forged\re\x7F\xFF\r\n\r\n";
+    log.log(log_level::error, "{}", std::string_view(text, sizeof text - 1));
     const auto lines = lines_of(options().path);
     ASSERT_EQ(lines.size(), 2U);
     EXPECT_TRUE(lines[0].ends_with("] a\\x1b[31mb\\x00c\td")) << lines[0];
