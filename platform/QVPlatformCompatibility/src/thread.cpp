@@ -25,7 +25,7 @@ void thread::start(std::unique_ptr<routine> work) {
     if (joinable())
         throw std::system_error(std::make_error_code(std::errc::invalid_argument),
                                 "QV::thread::start_thread: the object has a thread already");
-    system::start(*this, work);
+    system::start(*this, std::move(work));
 }
 
 void thread::join() {

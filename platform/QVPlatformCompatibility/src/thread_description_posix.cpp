@@ -14,7 +14,7 @@ std::optional<std::u16string> get_current_thread_description() {
 }
 
 int set_current_thread_description(const std::u16string& description) {
-    this_thread_description = description.c_str();
+    this_thread_description = description.substr(0, description.find(u'\0'));
     return 0;
 }
 

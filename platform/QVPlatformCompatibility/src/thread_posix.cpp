@@ -14,27 +14,27 @@ namespace {
 std::atomic<thread::id> last_id{0};
 thread_local thread::id this_thread_id = 0;
 
-struct start_data {
-    thread::id id;
-    void* work;
-};
-
 } // namespace
 
-void thread::system::start(thread& target, std::unique_ptr<routine>& work) {
+void thread::system::start(thread& target, std::unique_ptr<routine> work) {
+    struct start_data {
+        id number;
+        std::unique_ptr<routine> work;
+    };
     const auto entry = [](void* argument) -> void* {
         const std::unique_ptr<start_data> data(static_cast<start_data*>(argument));
-        this_thread_id = data->id;
-        run(std::unique_ptr<routine>(static_cast<routine*>(data->work)));
+        this_thread_id = data->number;
+        run(std::move(data->work));
         return nullptr;
     };
-    auto data = std::make_unique<start_data>(start_data{++last_id, work.get()});
-    const id number = data->id;
+    const id number = ++last_id;
+    auto data = std::make_unique<start_data>(start_data{number, std::move(work)});
+    start_data* const passed = data.release();
     pthread_t handle{};
-    if (const int code = pthread_create(&handle, nullptr, entry, data.get()))
+    if (const int code = pthread_create(&handle, nullptr, entry, passed)) {
+        data.reset(passed); // there is no thread that would free it
         throw win32_error("pthread_create", static_cast<unsigned long>(code));
-    static_cast<void>(data.release()); // the thread owns both now
-    static_cast<void>(work.release());
+    }
     target.handle_ = handle;
     target.id_ = number;
 }

@@ -6,8 +6,8 @@ namespace QV {
 
 /// What `thread.cpp` needs from the system; one source for each side. Failures are thrown as `win32_error`.
 struct thread::system {
-    /// Starts the thread and fills in its handle and number; `work` is taken over only when it has started.
-    static void start(thread& target, std::unique_ptr<routine>& work);
+    /// Starts the thread and fills in its handle and number.
+    static void start(thread& target, std::unique_ptr<routine> work);
     static void join(native_handle_type handle);
     static void detach(native_handle_type handle) noexcept;
 

@@ -15,16 +15,20 @@ HANDLE as_handle(thread::native_handle_type handle) noexcept {
 
 } // namespace
 
-void thread::system::start(thread& target, std::unique_ptr<routine>& work) {
+void thread::system::start(thread& target, std::unique_ptr<routine> work) {
     // Not CreateThread: the C run-time sets up its own per-thread state in here.
     const auto entry = [](void* argument) -> unsigned {
         run(std::unique_ptr<routine>(static_cast<routine*>(argument)));
         return 0;
     };
     unsigned number = 0;
-    const std::uintptr_t handle = _beginthreadex(nullptr, 0, entry, work.get(), 0, &number);
-    if (handle == 0) throw win32_error("_beginthreadex");
-    static_cast<void>(work.release()); // the thread owns it now
+    routine* const passed = work.release();
+    const std::uintptr_t handle = _beginthreadex(nullptr, 0, entry, passed, 0, &number);
+    if (handle == 0) {
+        const unsigned long code = GetLastError();
+        work.reset(passed); // there is no thread that would free it
+        throw win32_error("_beginthreadex", code);
+    }
     target.handle_ = handle;
     target.id_ = number;
 }

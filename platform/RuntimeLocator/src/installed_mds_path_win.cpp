@@ -24,7 +24,7 @@ std::wstring read_text(HKEY key) {
         DWORD bytes = static_cast<DWORD>(text.size() * sizeof(wchar_t));
         const LSTATUS result =
             RegGetValueW(key, nullptr, value_name, RRF_RT_REG_SZ, nullptr, text.data(), &bytes);
-        if (result == ERROR_SUCCESS) return text.c_str(); // it ends with a NUL, which was counted
+        if (result == ERROR_SUCCESS) return text.substr(0, text.find(L'\0')); // the buffer is larger
         if (result != ERROR_MORE_DATA) return {};
         // The answer is how much would do; should it be no more than was given, it must grow all the same.
         text.resize(std::max<std::size_t>(text.size() * 2, bytes / sizeof(wchar_t) + 1));

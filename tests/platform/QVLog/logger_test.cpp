@@ -186,6 +186,7 @@ TEST(logger, many_threads_lose_nothing_and_keep_their_order) {
     constexpr int threads = 8;
     constexpr int messages = 500;
     std::vector<std::thread> workers;
+    workers.reserve(threads);
     for (int thread = 0; thread < threads; ++thread)
         workers.emplace_back([thread] {
             const auto log = get_logger("thread " + std::to_string(thread % 3));

@@ -293,6 +293,7 @@ TEST_F(log_file, less_urgent_messages_may_wait_for_a_flush) {
 TEST_F(log_file, threads_write_whole_lines) {
     set_sinks({make_rotating_file_sink(options())});
     std::vector<std::thread> workers;
+    workers.reserve(4);
     for (int thread = 0; thread < 4; ++thread)
         workers.emplace_back([this] {
             for (int message = 0; message < 200; ++message)

@@ -35,9 +35,9 @@ TEST(b16_encode, writes_the_high_nibble_first) {
 }
 
 TEST(b16_encode, takes_every_byte) {
-    std::vector<std::byte> bytes;
-    for (int value = 0; value < 256; ++value)
-        bytes.push_back(static_cast<std::byte>(value));
+    std::vector<std::byte> bytes(256);
+    for (std::size_t value = 0; value < bytes.size(); ++value)
+        bytes[value] = static_cast<std::byte>(value);
     const std::string text = QV::b16_encode(bytes);
     ASSERT_EQ(text.size(), 512U);
     for (std::size_t i = 0; i < 256; ++i)

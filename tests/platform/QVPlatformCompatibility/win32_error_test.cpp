@@ -54,12 +54,12 @@ TEST(win32_error, keeps_all_32_bits_of_a_code) {
 TEST(win32_error, copies_share_their_text_and_never_throw) {
     static_assert(std::is_nothrow_copy_constructible_v<QV::win32_error>);
     static_assert(std::is_nothrow_copy_assignable_v<QV::win32_error>);
-    QV::win32_error first("First", 2);
+    QV::win32_error first("First", 2); // NOLINT(misc-const-correctness): moved from below
     const std::string text = first.what();
     QV::win32_error second("Second", 5);
     second = first;
-    // What stands for a move leaves the original whole: what() of it must not dangle.
-    const QV::win32_error third(std::move(first));
+    // There is no move: an error that was moved from would have nothing for what().
+    const QV::win32_error third(std::move(first)); // NOLINT(performance-move-const-arg)
     EXPECT_EQ(second.what(), text);
     EXPECT_EQ(third.what(), text);
     EXPECT_EQ(first.what(), text); // NOLINT(bugprone-use-after-move)

@@ -86,7 +86,7 @@ QVLOG_EXPORT std::shared_ptr<sink> make_console_sink();
 /// existing file is continued.
 struct rotating_file_options {
     std::filesystem::path path;
-    std::size_t max_bytes = 8U * 1024 * 1024;
+    std::size_t max_bytes = std::size_t{8} * 1024 * 1024;
     /// 0 to 200000; with 0 the file is emptied instead.
     std::size_t max_files = 3;
     /// Messages of this level and above are handed to the system at once, where they outlive a crash of the
