@@ -31,8 +31,8 @@ object read(CFDataRef data, CFOptionFlags options) {
     return value;
 }
 
-// What is written is read, and written again comes out the same. Comparing texts also finds what equality does not tell:
-// archive references, and not-a-number dates, are never equal.
+// What is written is read, and written again comes out the same. Comparing texts also finds what equality
+// does not tell: archive references, and not-a-number dates, are never equal.
 void check_format(CFTypeRef value, CFPropertyListFormat format) {
     CFErrorRef raw_error = nullptr;
     const owned<CFDataRef> written(CFPropertyListCreateData(nullptr, value, format, 0, &raw_error));
@@ -60,7 +60,8 @@ void check_plist(const std::uint8_t* bytes, std::size_t size, readers which) {
     if (value == nullptr) return;
     check_format(value.get(), kCFPropertyListXMLFormat_v1_0);
     check_format(value.get(), kCFPropertyListBinaryFormat_v1_0);
-    const object copy(CFPropertyListCreateDeepCopy(nullptr, value.get(), kCFPropertyListMutableContainersAndLeaves));
+    const object copy(
+        CFPropertyListCreateDeepCopy(nullptr, value.get(), kCFPropertyListMutableContainersAndLeaves));
 }
 
 } // namespace fuzz

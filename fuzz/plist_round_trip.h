@@ -12,8 +12,8 @@ namespace fuzz {
 /// Which readers CFPropertyListCreateWithData may try.
 enum class readers : CFOptionFlags { oldstyle = 1U << 8, binary = 1U << 9, xml = 1U << 10, all = 0 };
 
-/// Reads bytes with each mutability; writes what was read in XML and in binary, and reads that again. Aborts if what was
-/// read does not come back equal, or if a call breaks its promises.
+/// Reads bytes with each mutability; writes what was read in XML and in binary, and reads that again. Aborts
+/// if what was read does not come back equal, or if a call breaks its promises.
 void check_plist(const std::uint8_t* bytes, std::size_t size, readers which);
 
 } // namespace fuzz
