@@ -81,6 +81,7 @@ private:
 /// What `Array` and `MutableArray` have in common. The elements must be objects, as they are in every array
 /// made here or read from a property list.
 template <class Derived, class Reference>
+// NOLINTNEXTLINE(bugprone-crtp-constructor-accessibility)
 class ArrayOperations : public Typed<Derived, Reference> {
 public:
     using Typed<Derived, Reference>::Typed;

@@ -83,6 +83,7 @@ private:
 /// What `Dictionary` and `MutableDictionary` have in common. Keys and values must be objects, as they are in
 /// every dictionary made here or read from a property list.
 template <class Derived, class Reference>
+// NOLINTNEXTLINE(bugprone-crtp-constructor-accessibility)
 class DictionaryOperations : public Typed<Derived, Reference> {
 public:
     using Typed<Derived, Reference>::Typed;

@@ -150,6 +150,9 @@ public:
     /// The raw reference type, such as CFStringRef.
     using reference_type = Reference;
 
+    // The wrappers inherit these constructors, which therefore must be public.
+    // NOLINTBEGIN(bugprone-crtp-constructor-accessibility)
+
     /// Empty.
     Typed() noexcept = default;
     /// Retains `object` if it is of this wrapper's type; otherwise empty.
@@ -161,15 +164,12 @@ public:
     /// keeps its object.
     explicit Typed(Type&& other) noexcept : Type(matches(other.get()) ? std::move(other) : Type()) {}
 
+    // NOLINTEND(bugprone-crtp-constructor-accessibility)
+
     /// The raw reference, borrowed; null when empty.
-    [[nodiscard]] Reference get() const noexcept {
-        // CFErrorRef alone points to a type without const.
-        return static_cast<Reference>(const_cast<void*>(Type::get()));
-    }
+    [[nodiscard]] Reference get() const noexcept { return typed(Type::get()); }
     /// Gives the object up, to be released by the caller; the wrapper is empty afterwards.
-    [[nodiscard]] Reference release() noexcept {
-        return static_cast<Reference>(const_cast<void*>(Type::release()));
-    }
+    [[nodiscard]] Reference release() noexcept { return typed(Type::release()); }
     /// Takes over the caller's reference, as a function with Create or Copy in its name gives it. An object
     /// of another type is released, and the wrapper is empty.
     template <object_reference Raw>
@@ -178,6 +178,10 @@ public:
     }
 
 private:
+    static Reference typed(CFTypeRef object) noexcept {
+        // The type has been checked; CFErrorRef and the mutable references point to types without const.
+        return static_cast<Reference>(const_cast<void*>(object)); // NOLINT(bugprone-casting-through-void)
+    }
     static bool matches(CFTypeRef object) noexcept {
         return object != nullptr && CFGetTypeID(object) == Derived::class_type_id();
     }
