@@ -64,7 +64,7 @@ CFTypeRef read(CFAllocatorRef allocator, CFDataRef data, CFOptionFlags options, 
         problem.text = "Cannot parse a NULL or zero-length data";
         return nullptr;
     }
-    const auto* bytes = static_cast<const char*>(static_cast<const void*>(CFDataGetBytePtr(data)));
+    const auto* bytes = reinterpret_cast<const char*>(CFDataGetBytePtr(data));
     const auto size = static_cast<std::size_t>(CFDataGetLength(data));
     try {
         return read_any(allocator, {bytes, size}, options, format, problem);

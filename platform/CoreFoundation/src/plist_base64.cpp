@@ -88,20 +88,16 @@ char* encode_base64(const std::uint8_t* bytes, std::size_t size, char* to) {
             std::memcpy(to, &pairs[word >> shift & 0xFFF], 2);
     }
     for (; size >= 3; size -= 3, bytes += 3, to += 4) {
-        const auto& first = pairs[static_cast<std::size_t>(bytes[0] << 4 | bytes[1] >> 4)];
-        const auto& second = pairs[static_cast<std::size_t>((bytes[1] & 15) << 8 | bytes[2])];
-        to[0] = first[0];
-        to[1] = first[1];
-        to[2] = second[0];
-        to[3] = second[1];
+        const std::size_t group = std::size_t{bytes[0]} << 16 | std::size_t{bytes[1]} << 8 | bytes[2];
+        std::memcpy(to, &pairs[group >> 12], 2);
+        std::memcpy(to + 2, &pairs[group & 0xFFF], 2);
     }
     if (size == 0) return to;
-    const auto& first = pairs[static_cast<std::size_t>(bytes[0] << 4 | (size == 2 ? bytes[1] >> 4 : 0))];
-    *to++ = first[0];
-    *to++ = first[1];
-    *to++ = size == 2 ? alphabet[static_cast<std::size_t>((bytes[1] & 15) << 2)] : '=';
-    *to++ = '=';
-    return to;
+    const std::size_t rest = std::size_t{bytes[0]} << 8 | (size == 2 ? bytes[1] : 0U);
+    std::memcpy(to, &pairs[rest >> 4], 2);
+    to[2] = size == 2 ? alphabet[(rest & 15) << 2] : '=';
+    to[3] = '=';
+    return to + 4;
 }
 
 } // namespace cf::plist

@@ -306,7 +306,7 @@ binary_reader::reference binary_reader::read_counted(marker kind, string_view bo
     if (kind == marker::ascii) return read_ascii(bytes);
     // There is no empty text in UTF-16: what is empty is ASCII.
     if (kind == marker::utf16) return bytes.empty() ? reference() : read_utf16(bytes);
-    const auto* data = static_cast<const UInt8*>(static_cast<const void*>(bytes.data()));
+    const auto* data = reinterpret_cast<const UInt8*>(bytes.data());
     return reference(need(create_data(allocator_, {data, bytes.size()}, mutable_.leaves)));
 }
 
@@ -321,7 +321,8 @@ binary_reader::reference binary_reader::read_ascii(string_view bytes) const {
         return reference(need(create_mutable_string(allocator_, {units.data(), length, true})));
     }
     if (!mutable_.leaves) return reference(need(create_ascii_string(allocator_, bytes)));
-    return reference(need(create_mutable_string(allocator_, {bytes.data(), length, false})));
+    const char* units = bytes.data();
+    return reference(need(create_mutable_string(allocator_, {units, length, false})));
 }
 
 binary_reader::reference binary_reader::read_utf16(string_view bytes) const {

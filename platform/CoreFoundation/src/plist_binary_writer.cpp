@@ -201,8 +201,7 @@ void binary_writer::put_object(const numbered& object) {
         const auto* data = static_cast<CFDataRef>(object.object);
         const auto size = static_cast<std::size_t>(CFDataGetLength(data));
         put_counted(marker::data, size);
-        return out_.append(
-            {static_cast<const char*>(static_cast<const void*>(CFDataGetBytePtr(data))), size});
+        return out_.append({reinterpret_cast<const char*>(CFDataGetBytePtr(data)), size});
     }
     case type::archiver_uid: {
         const std::uint32_t value = static_cast<const archiver_uid*>(object.object)->value;

@@ -28,9 +28,8 @@ CFDataRef byte_buffer::take() {
         end_ = at_;
     }
     const CFAllocatorRef owner = allocator_ == nullptr ? kCFAllocatorSystemDefault : allocator_;
-    const CFDataRef data =
-        CFDataCreateWithBytesNoCopy(owner, static_cast<const UInt8*>(static_cast<const void*>(begin_)),
-                                    static_cast<CFIndex>(used), owner);
+    const CFDataRef data = CFDataCreateWithBytesNoCopy(owner, reinterpret_cast<const UInt8*>(begin_),
+                                                       static_cast<CFIndex>(used), owner);
     if (data == nullptr) throw std::bad_alloc();
     begin_ = at_ = end_ = nullptr;
     return data;

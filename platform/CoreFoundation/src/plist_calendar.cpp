@@ -67,7 +67,7 @@ std::optional<CFAbsoluteTime> parse_date(std::string_view text) {
     text.remove_prefix(digits);
 
     constexpr std::string_view shape = "-00-00T00:00:00Z";
-    int fields[5] = {};
+    std::int64_t fields[5] = {};
     if (text.size() != shape.size()) return std::nullopt;
     for (std::size_t i = 0, field = 0; i < shape.size(); ++i) {
         if (shape[i] != '0') {
@@ -79,7 +79,7 @@ std::optional<CFAbsoluteTime> parse_date(std::string_view text) {
         if (shape[i + 1] != '0') ++field;
     }
     std::int64_t year = static_cast<std::int32_t>(negative ? 0U - magnitude : magnitude);
-    const int month = fields[0] == 0 ? 0 : fields[0] - 1;
+    const std::int64_t month = fields[0] == 0 ? 0 : fields[0] - 1;
     year += month / 12;
     const std::int64_t days = days_from_civil(year, month % 12 + 1, 1) + fields[1] - 1;
     return static_cast<double>(days * seconds_per_day + fields[2] * 3600 + fields[3] * 60 + fields[4]);

@@ -95,9 +95,10 @@ string_maker::~string_maker() {
 
 CFStringRef string_maker::create(std::string_view utf8, bool ascii) const {
     if (ascii) {
-        if (!mutable_) return need(create_ascii_string(allocator_, utf8));
-        return need(
-            create_mutable_string(allocator_, {utf8.data(), static_cast<CFIndex>(utf8.size()), false}));
+        const char* units = utf8.data();
+        const auto count = static_cast<CFIndex>(utf8.size());
+        return need(mutable_ ? create_mutable_string(allocator_, {units, count, false})
+                             : create_ascii_string(allocator_, utf8));
     }
     const std::ptrdiff_t length = utf16_length(utf8);
     if (length < 0) return nullptr;

@@ -147,7 +147,7 @@ entry* find_hashed(const table& self, const void* key, CFHashCode hash) {
 
 // The room for entries that a table was made with lies behind it.
 entry* entries_behind(table& self) {
-    return static_cast<entry*>(static_cast<void*>(&self + 1));
+    return reinterpret_cast<entry*>(&self + 1);
 }
 
 void free_entries(table& self, entry* entries) {
