@@ -1,0 +1,10 @@
+#pragma once
+
+#include <functional>
+
+namespace qv_test {
+
+/// Runs `work` on a thread with a stack of 1 MiB, what programs on Windows have, and waits for it.
+void run_on_small_stack(const std::function<void()>& work);
+
+} // namespace qv_test
