@@ -79,7 +79,7 @@ void stress(unsigned seed, int threads, int operations_per_thread, bool with_asy
 }
 
 TEST(AsyncDynamicSemaphore_stress, loses_nothing_among_blocking_and_asynchronous_users) {
-    stress(1, 8, 150'000, true);
+    stress(1, 8, STRESS_OPERATIONS, true);
 }
 
 TEST(AsyncDynamicSemaphore_stress, loses_nothing_among_blocking_users) {

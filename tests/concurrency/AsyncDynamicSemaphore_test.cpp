@@ -286,7 +286,8 @@ TEST(AsyncDynamicSemaphore, refuses_to_unlock_what_nobody_holds) {
     AsyncDynamicSemaphore semaphore(1);
     const std::string text = text_of_unlock(semaphore);
     EXPECT_THAT(text, testing::EndsWith(" Assertion l->count > 0 failed."));
-    EXPECT_THAT(text, testing::ContainsRegex("AsyncDynamicSemaphore.cpp:[0-9]+:  .*unlock"));
+    EXPECT_THAT(text, testing::HasSubstr("AsyncDynamicSemaphore.cpp:"));
+    EXPECT_THAT(text, testing::HasSubstr("AsyncDynamicSemaphore::unlock()"));
     EXPECT_EQ(free_slots(semaphore), 1) << "usable as before";
 }
 
