@@ -1,0 +1,330 @@
+#include <QVSharedSupport/plist_stream.h>
+
+#include "log_capture.h"
+#include "message_samples.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/asio/connect_pipe.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/readable_pipe.hpp>
+#include <boost/asio/use_future.hpp>
+#include <boost/asio/writable_pipe.hpp>
+#include <boost/asio/write.hpp>
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace {
+
+namespace asio = boost::asio;
+using boost::system::error_code;
+using plist_stream = QV::basic_plist_stream<asio::readable_pipe>;
+using process_stream = QV::plist_process_stream<plist_stream>;
+using qvamdrecoverytool::message_type;
+
+std::string text_of(const message_type& message) {
+    return message.type + "=" + CF::String(message.value).to_string();
+}
+
+std::vector<std::string> texts_of(const std::vector<message_type>& messages) {
+    std::vector<std::string> texts;
+    for (const message_type& message : messages)
+        texts.push_back(text_of(message));
+    return texts;
+}
+
+std::string bytes_of(const CF::Data& data) {
+    return {reinterpret_cast<const char*>(data.bytes().data()), data.size()};
+}
+
+// A stream, and a thread that writes into it what a child would.
+class plist_stream_test : public testing::Test {
+protected:
+    plist_stream_test() { asio::connect_pipe(in_, out_); }
+    ~plist_stream_test() override {
+        if (writer_.joinable()) writer_.join();
+    }
+
+    // Writes `bytes` in pieces of `piece` bytes, then closes the pipe.
+    void write(std::string bytes, std::size_t piece = std::string::npos) {
+        writer_ = std::thread([this, bytes = std::move(bytes), piece] {
+            error_code ec;
+            for (std::size_t at = 0; at < bytes.size() && !ec; at += std::min(piece, bytes.size() - at))
+                asio::write(out_, asio::buffer(bytes.data() + at, std::min(piece, bytes.size() - at)), ec);
+            out_.close(ec);
+        });
+    }
+
+    plist_stream make_stream() { return plist_stream(std::move(in_)); }
+
+    // Runs reads one after another until one gives no message; returns the messages and the last code.
+    std::pair<std::vector<message_type>, error_code> read_all_async(plist_stream& stream) {
+        std::pair<std::vector<message_type>, error_code> result;
+        std::function<void(error_code, std::optional<message_type>)> handle =
+            [&](error_code ec, std::optional<message_type> message) {
+                result.second = ec;
+                if (!message) return;
+                result.first.push_back(std::move(*message));
+                process_stream(stream).async_read_(handle);
+            };
+        process_stream(stream).async_read_(handle);
+        context_.restart();
+        context_.run();
+        return result;
+    }
+
+    asio::io_context context_;
+    asio::readable_pipe in_{context_};
+    asio::writable_pipe out_{context_};
+    std::thread writer_;
+};
+
+TEST_F(plist_stream_test, returns_every_message_whole) {
+    write(message_text("A", "1") + "\n" + message_text("B", "2") + message_text("C", "3") + "\r\n");
+    plist_stream stream = make_stream();
+    EXPECT_EQ(texts_of(process_stream(stream).read_all()), (std::vector<std::string>{"A=1", "B=2", "C=3"}));
+}
+
+TEST_F(plist_stream_test, keeps_leading_bytes_in_the_message) {
+    const std::string first = message_text("A", "1");
+    const std::string second = "\n " + message_text("B", "2");
+    write(first + second);
+    plist_stream stream = make_stream();
+    CF::Data bytes;
+    EXPECT_TRUE(stream.read(bytes));
+    EXPECT_EQ(bytes_of(bytes), first);
+    EXPECT_TRUE(stream.read(bytes));
+    EXPECT_EQ(bytes_of(bytes), second);
+    error_code ec;
+    EXPECT_FALSE(stream.read(bytes, ec));
+    EXPECT_TRUE(QV::is_end_of_stream(ec)) << ec.what();
+    EXPECT_EQ(bytes.size(), 0u);
+}
+
+TEST_F(plist_stream_test, throws_for_read_until_at_the_end) {
+    write("");
+    plist_stream stream = make_stream();
+    CF::Data bytes;
+    try {
+        (void)stream.read(bytes);
+        FAIL() << "nothing thrown";
+    } catch (const boost::system::system_error& error) {
+        EXPECT_TRUE(QV::is_end_of_stream(error.code())) << error.what();
+        EXPECT_EQ(std::string(error.what()).rfind("read_until", 0), 0u) << error.what();
+    }
+}
+
+TEST_F(plist_stream_test, drops_bytes_after_the_last_delimiter) {
+    const std::string whole = message_text("A", "1");
+    write(whole + whole.substr(0, whole.size() - 1));
+    plist_stream stream = make_stream();
+    error_code ec = asio::error::fault;
+    EXPECT_EQ(texts_of(process_stream(stream).read_all(ec)), std::vector<std::string>{"A=1"});
+    EXPECT_FALSE(ec);
+}
+
+TEST_F(plist_stream_test, reads_without_blocking) {
+    write(message_text("A", "1") + "\n" + message_text("B", "2"));
+    plist_stream stream = make_stream();
+    const auto [messages, ec] = read_all_async(stream);
+    EXPECT_EQ(texts_of(messages), (std::vector<std::string>{"A=1", "B=2"}));
+    EXPECT_FALSE(ec) << "the end of the stream is a success";
+}
+
+TEST_F(plist_stream_test, ends_at_what_is_no_dictionary_and_goes_on_after_it) {
+    const std::string array = property_list("<array><string>x</string></array>");
+    write(message_text("A", "1") + array + message_text("B", "2") + "</plist>" + message_text("C", "3") +
+          property_list("<dict><key>Type</key><integer>1</integer></dict>") + message_text("D", "4"));
+    plist_stream stream = make_stream();
+    process_stream messages(stream);
+    error_code ec;
+    EXPECT_EQ(texts_of(messages.read_all()), std::vector<std::string>{"A=1"});
+    EXPECT_EQ(texts_of(messages.read_all(ec)), std::vector<std::string>{"B=2"});
+    EXPECT_EQ(texts_of(messages.read_all()), std::vector<std::string>{"C=3"});
+    EXPECT_EQ(texts_of(messages.read_all(ec)), std::vector<std::string>{"D=4"});
+    EXPECT_FALSE(ec);
+}
+
+TEST_F(plist_stream_test, makes_a_message_without_a_value) {
+    write(property_list("<dict><key>Type</key><string>Progress</string></dict>"));
+    plist_stream stream = make_stream();
+    const auto messages = process_stream(stream).read_all();
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(messages[0].type, "Progress");
+    EXPECT_FALSE(messages[0].value);
+}
+
+TEST_F(plist_stream_test, logs_what_it_reads_and_refuses_blocking) {
+    const std::string array = property_list("<array/>");
+    const std::string good = message_text("A", "1");
+    {
+        write(good + array + array + array);
+        plist_stream stream = make_stream();
+        process_stream messages(stream);
+        const log_capture log;
+        error_code ec;
+        // The form with an error code does not log the unreadable message that ends it; the throwing form
+        // does.
+        EXPECT_EQ(messages.read_all(ec).size(), 1u);
+        EXPECT_EQ(log.matching(5, "").size(), 0u);
+        EXPECT_EQ(messages.read_all().size(), 0u);
+        const auto refused = log.matching(5, ": Message doesn't contain Type: (null)");
+        ASSERT_EQ(refused.size(), 1u);
+        EXPECT_EQ(refused[0].logger, "Global.Streams");
+        EXPECT_NE(refused[0].text.find("make_message("), std::string::npos) << refused[0].text;
+        EXPECT_EQ(log.matching(4, "").size(), 0u) << "blocking reads do not log at level 4";
+        const auto read = log.matching(0, "read(");
+        ASSERT_EQ(read.size(), 3u);
+        const std::string escaped = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\\n<plist version=\"1.0\">\\n";
+        EXPECT_NE(read[0].text.find(": " + escaped + "<dict><key>Type</key>"), std::string::npos)
+            << read[0].text;
+        EXPECT_TRUE(read[1].text.ends_with(": " + escaped + "<array/>\\n</plist>")) << read[1].text;
+    }
+}
+
+TEST_F(plist_stream_test, logs_what_it_refuses_without_blocking) {
+    write("nonsense\n</plist>" + property_list("<dict/>"));
+    plist_stream stream = make_stream();
+    const log_capture log;
+    EXPECT_EQ(read_all_async(stream).first.size(), 0u);
+    auto refused = log.matching(4, ": Data is not type, error (");
+    ASSERT_EQ(refused.size(), 1u);
+    EXPECT_NE(refused[0].text.find("): nonsense\\n</plist>"), std::string::npos) << refused[0].text;
+    EXPECT_EQ(log.matching(5, ": Message doesn't contain Type: (null)").size(), 1u);
+
+    EXPECT_EQ(read_all_async(stream).first.size(), 0u);
+    EXPECT_EQ(log.matching(4, "").size(), 1u) << "a dictionary is of the right type";
+    EXPECT_EQ(log.matching(5, ": Message doesn't contain Type: ").size(), 2u);
+
+    const auto [messages, ec] = read_all_async(stream);
+    EXPECT_FALSE(ec);
+    refused = log.matching(4, ": Data is not type, error (");
+    ASSERT_EQ(refused.size(), 2u) << "a failed read is logged too";
+    EXPECT_TRUE(refused[1].text.ends_with("): ")) << refused[1].text;
+    EXPECT_EQ(log.matching(5, ": Message doesn't contain Type: (null)").size(), 2u);
+}
+
+TEST_F(plist_stream_test, returns_a_message_split_at_every_byte) {
+    const std::string bytes = message_text("A", "1") + "\n" + message_text("B", "2");
+    for (std::size_t split = 1; split < bytes.size(); ++split) {
+        asio::readable_pipe in(context_);
+        asio::writable_pipe out(context_);
+        asio::connect_pipe(in, out);
+        plist_stream stream(std::move(in));
+        std::vector<std::string> got;
+        std::function<void(error_code, std::optional<message_type>)> handle =
+            [&](error_code, std::optional<message_type> message) {
+                if (!message) return;
+                got.push_back(text_of(*message));
+                process_stream(stream).async_read_(handle);
+            };
+        process_stream(stream).async_read_(handle);
+        asio::write(out, asio::buffer(bytes.data(), split));
+        // Everything that has been written is consumed before the rest is: the split is where it says.
+        context_.restart();
+        while (context_.poll_one() != 0) {
+        }
+        asio::write(out, asio::buffer(bytes.data() + split, bytes.size() - split));
+        out.close();
+        context_.restart();
+        context_.run();
+        ASSERT_EQ(got, (std::vector<std::string>{"A=1", "B=2"})) << split;
+    }
+}
+
+TEST_F(plist_stream_test, reads_thousands_of_messages_in_order) {
+    std::string bytes;
+    constexpr int count = 3000;
+    for (int i = 0; i < count; ++i)
+        bytes += message_text("N", std::to_string(i)) + "\n";
+    write(bytes, 100'000);
+    plist_stream stream = make_stream();
+    const auto messages = process_stream(stream).read_all();
+    ASSERT_EQ(messages.size(), static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i)
+        ASSERT_EQ(text_of(messages[static_cast<std::size_t>(i)]), "N=" + std::to_string(i));
+}
+
+TEST_F(plist_stream_test, refuses_a_second_read_while_one_is_outstanding) {
+    plist_stream stream = make_stream();
+    std::vector<std::string> order;
+    process_stream(stream).async_read_([&](error_code ec, std::optional<message_type> message) {
+        EXPECT_FALSE(ec);
+        order.push_back(message ? text_of(*message) : "none");
+    });
+    bool returned = false;
+    process_stream(stream).async_read_([&](error_code ec, std::optional<message_type>) {
+        EXPECT_TRUE(returned) << "a handler never runs inside the call that starts the operation";
+        EXPECT_EQ(ec, asio::error::already_started);
+        order.push_back("refused");
+    });
+    returned = true;
+    CF::Data bytes;
+    error_code ec;
+    (void)stream.read(bytes, ec);
+    EXPECT_EQ(ec, asio::error::already_started);
+    context_.poll();
+    write(message_text("A", "1"));
+    context_.restart();
+    context_.run();
+    EXPECT_EQ(order, (std::vector<std::string>{"refused", "A=1"}));
+}
+
+TEST_F(plist_stream_test, keeps_what_arrived_when_a_read_is_cancelled) {
+    plist_stream stream = make_stream();
+    const std::string bytes = message_text("A", "1");
+    error_code result;
+    process_stream(stream).async_read_([&](error_code ec, std::optional<message_type>) { result = ec; });
+    asio::write(out_, asio::buffer(bytes.data(), 20));
+    while (context_.poll_one() != 0) {
+    }
+    stream.cancel();
+    context_.restart();
+    context_.run();
+    EXPECT_EQ(result, asio::error::operation_aborted);
+    write(bytes.substr(20));
+    EXPECT_EQ(texts_of(read_all_async(stream).first), std::vector<std::string>{"A=1"});
+}
+
+TEST_F(plist_stream_test, behaves_as_closed_when_moved_from) {
+    write(message_text("A", "1") + message_text("B", "2"));
+    plist_stream first = make_stream();
+    CF::Data bytes;
+    EXPECT_TRUE(first.read(bytes));
+    plist_stream second(std::move(first));
+    EXPECT_FALSE(first.is_open()); // NOLINT(bugprone-use-after-move): it is as if closed
+    error_code ec;
+    EXPECT_FALSE(first.read(bytes, ec));
+    EXPECT_EQ(ec, asio::error::bad_descriptor);
+    error_code async_result;
+    process_stream(first).async_read_(
+        [&](error_code code, std::optional<message_type>) { async_result = code; });
+    context_.run();
+    EXPECT_EQ(async_result, asio::error::bad_descriptor);
+    EXPECT_NO_THROW(first.cancel());
+    EXPECT_EQ(first.get_executor(), second.get_executor());
+    EXPECT_EQ(texts_of(process_stream(second).read_all()), std::vector<std::string>{"B=2"})
+        << "the bytes held move along";
+}
+
+TEST_F(plist_stream_test, lets_its_context_die_with_a_read_outstanding) {
+    auto alive = std::make_shared<int>();
+    {
+        asio::io_context context;
+        asio::readable_pipe in(context);
+        asio::writable_pipe out(context);
+        asio::connect_pipe(in, out);
+        plist_stream stream(std::move(in));
+        stream.async_read(
+            [alive](error_code, const CF::Data&, const CF::Dictionary&) { FAIL() << "called"; });
+    }
+    EXPECT_EQ(alive.use_count(), 1);
+}
+
+} // namespace
