@@ -31,12 +31,20 @@ bool message_buffer::has_message() noexcept {
     return false;
 }
 
-CF::Data message_buffer::take_message() {
-    CF::Data message(std::as_bytes(std::span(bytes_).subspan(begin_, message_end_ - begin_)));
-    if (!message) throw std::bad_alloc();
-    begin_ = searched_ = message_end_;
+CF::Data message_buffer::take(std::size_t end) {
+    CF::Data taken(std::as_bytes(std::span(bytes_).subspan(begin_, end - begin_)));
+    if (!taken) throw std::bad_alloc();
+    begin_ = searched_ = end;
     message_end_ = 0;
-    return message;
+    return taken;
+}
+
+CF::Data message_buffer::take_message() {
+    return take(message_end_);
+}
+
+CF::Data message_buffer::take_rest() {
+    return take(end_);
 }
 
 boost::asio::mutable_buffer message_buffer::prepare() {

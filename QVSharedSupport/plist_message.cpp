@@ -10,7 +10,10 @@
 #include <boost/asio/error.hpp>
 #include <boost/system/errc.hpp>
 
+#include <algorithm>
+#include <cstddef>
 #include <source_location>
+#include <string_view>
 
 namespace QV {
 namespace {
@@ -35,6 +38,12 @@ std::optional<qvamdrecoverytool::message_type> make_message(const CF::Dictionary
 
 bool is_end_of_stream(const boost::system::error_code& code) noexcept {
     return code == boost::asio::error::eof || code == boost::system::errc::broken_pipe;
+}
+
+bool has_text(const CF::Data& data) noexcept {
+    return std::ranges::any_of(data.bytes(), [](std::byte byte) {
+        return std::string_view(" \t\r\n\v\f").find(std::to_integer<char>(byte)) == std::string_view::npos;
+    });
 }
 
 namespace detail {

@@ -1,3 +1,4 @@
+#include <QVSharedSupport/ec_wrapper.h>
 #include <QVSharedSupport/plist_process.h>
 
 #include "asio_helpers/log_lines.h"
@@ -44,6 +45,23 @@ std::vector<plist_process::message_type> plist_process::read_all(boost::system::
 void plist_process::async_read_all(read_handler handler) {
     start_logging();
     plist_process_stream<plist_stream>(stream_).async_read_(std::move(handler));
+}
+
+void plist_process::async_read(read_handler handler) {
+    start_logging();
+    plist_process_stream<plist_stream>(stream_).async_read(std::move(handler));
+}
+
+std::optional<plist_process::message_type> plist_process::read(boost::system::error_code& ec) {
+    start_logging();
+    return plist_process_stream<plist_stream>(stream_).read(ec);
+}
+
+plist_process::message_type plist_process::read() {
+    boost::system::error_code ec;
+    std::optional<message_type> message = read(ec);
+    asio_helpers::ec_wrapper::throwing().report(ec, "read");
+    return std::move(*message);
 }
 
 void plist_process::async_log_all_stderr(pipe::stream stream) {

@@ -23,6 +23,7 @@
 
 #include <fcntl.h>
 #include <io.h>
+#include <windows.h>
 
 namespace {
 
@@ -100,12 +101,18 @@ bool write_in_chunks(std::string_view bytes, std::size_t chunk) {
     return true;
 }
 
+/// Dies as a helper with a bug would, but without a box on the screen that waits for somebody to press a
+/// button.
+void crash() {
+    SetUnhandledExceptionFilter([](EXCEPTION_POINTERS*) -> LONG { return EXCEPTION_EXECUTE_HANDLER; });
+    RaiseException(EXCEPTION_ACCESS_VIOLATION, EXCEPTION_NONCONTINUABLE, 0, nullptr);
+}
+
 bool play(const script& script) {
     std::string_view rest = script.stream;
     auto log_line = script.log_lines.begin();
     for (std::size_t sent = 0; !rest.empty(); ++sent) {
-        // Dying as a helper with a bug would: without a word, and without flushing.
-        if (sent == script.die_after) std::abort();
+        if (sent == script.die_after) crash();
         if (log_line != script.log_lines.end()) std::fprintf(stderr, "%s\n", (log_line++)->c_str());
 
         const std::size_t end = rest.find(end_of_message);

@@ -15,3 +15,5 @@ foreach(kind EXE SHARED MODULE)
 endforeach()
 # GCC's driver adds the thread library by itself.
 link_libraries(winpthread)
+# GCC's runtime keeps thread-local variables that way.
+add_compile_options($<$<COMPILE_LANGUAGE:C,CXX>:-femulated-tls>)

@@ -24,6 +24,9 @@ public:
     /// The first message; it is gone from the buffer afterwards. `has_message()` must be true.
     /// @throws std::bad_alloc; the message stays then
     [[nodiscard]] CF::Data take_message();
+    /// All bytes held, taken like a message: what is left when the stream has ended.
+    /// @throws std::bad_alloc; the bytes stay then
+    [[nodiscard]] CF::Data take_rest();
 
     /// Room for more bytes, never empty. Valid until the next call of any other function than `commit`.
     /// @throws std::bad_alloc
@@ -35,6 +38,8 @@ public:
     [[nodiscard]] std::size_t size() const noexcept { return end_ - begin_; }
 
 private:
+    CF::Data take(std::size_t end);
+
     std::vector<unsigned char> bytes_;
     std::size_t begin_ = 0;       // what lies before has been taken
     std::size_t searched_ = 0;    // no delimiter begins before

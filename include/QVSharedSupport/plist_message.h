@@ -33,6 +33,9 @@ make_message(const CF::Dictionary& dictionary) noexcept;
 /// closed.
 QV_EXPORT bool is_end_of_stream(const boost::system::error_code& code) noexcept;
 
+/// Whether `data` holds anything but white space: bytes that a stream ended with and that were no message.
+QV_EXPORT bool has_text(const CF::Data& data) noexcept;
+
 namespace detail {
 
 /// Logs the bytes of a message at level 0 and parses them; empty if they are not a property list or its root

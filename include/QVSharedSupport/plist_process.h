@@ -87,8 +87,27 @@ public:
     requires(!std::same_as<std::remove_cvref_t<Token>, read_handler>) auto async_read_all(Token&& token) {
         return boost::asio::async_initiate<Token,
                                            void(boost::system::error_code, std::optional<message_type>)>(
-            read_initiation{this}, token);
+            read_initiation<&plist_process::start_read_all>{this}, token);
     }
+
+    /// Reads one message without blocking, and tells apart how there may be none.
+    ///
+    /// The handler is called exactly once, on the executor, never before this returns: with the message; or
+    /// with an error equal to `QV::errc::eof` at the end of the output; or with `ErrorCode::FailedToParse`
+    /// for output that is no message: a property list without a string "Type", after which reading may go on,
+    /// or, once, other bytes than white space after the last "</plist>"; or with the error of the stream.
+    void async_read(read_handler handler);
+    /// The same for any Asio completion token, as `async_read_all`.
+    template <class Token>
+    requires(!std::same_as<std::remove_cvref_t<Token>, read_handler>) auto async_read(Token&& token) {
+        return boost::asio::async_initiate<Token,
+                                           void(boost::system::error_code, std::optional<message_type>)>(
+            read_initiation<&plist_process::start_read>{this}, token);
+    }
+    /// The same, blocking: the message, empty exactly when `ec` is set.
+    std::optional<message_type> read(boost::system::error_code& ec);
+    /// The same, blocking. @throws boost::system::system_error "read" with those codes
+    message_type read();
 
     /// Lets an outstanding read complete with `operation_aborted`. What has arrived of a message is kept for
     /// the next.
@@ -119,20 +138,25 @@ public:
 private:
     using plist_stream = basic_plist_stream<pipe::stream>;
 
+    void start_read(read_handler handler) { async_read(std::move(handler)); }
+    void start_read_all(read_handler handler) { async_read_all(std::move(handler)); }
+
     // Hands a completion handler of any type to the exported function, which knows only the library's own.
+    template <void (plist_process::*start)(read_handler)>
     struct read_initiation {
         template <class Handler>
         void operator()(Handler&& handler) const {
             const auto executor = boost::asio::get_associated_executor(handler, self->get_executor());
-            const auto slot = boost::asio::get_associated_cancellation_slot(handler);
-            if (slot.is_connected()) {
-                auto slot_to_fill = slot;
-                slot_to_fill.assign(
+            auto slot = boost::asio::get_associated_cancellation_slot(handler);
+            if (slot.is_connected())
+                slot.assign(
                     [cancel = self->stream_.canceller()](boost::asio::cancellation_type) { cancel(); });
-            }
-            self->async_read_all(read_handler(
-                [handler = std::forward<Handler>(handler), work = boost::asio::make_work_guard(executor)](
-                    boost::system::error_code ec, std::optional<message_type> message) mutable {
+            (self->*start)(
+                read_handler([handler = std::forward<Handler>(handler), slot,
+                              work = boost::asio::make_work_guard(executor)](
+                                 boost::system::error_code ec, std::optional<message_type> message) mutable {
+                    // A cancellation that comes too late must not hit the next read.
+                    if (slot.is_connected()) slot.clear();
                     const auto target = work.get_executor();
                     boost::asio::dispatch(
                         target, [handler = std::move(handler), ec, message = std::move(message)]() mutable {

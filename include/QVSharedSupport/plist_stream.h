@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QVSharedSupport/ec_wrapper.h>
+#include <QVSharedSupport/errors.h>
 #include <QVSharedSupport/message_buffer.h>
 #include <QVSharedSupport/plist_message.h>
 
@@ -222,14 +223,16 @@ private:
         void finish(Self& self) {
             CF::Data message;
             CF::Dictionary dictionary;
-            if (!error_) {
-                try {
+            try {
+                if (!error_) {
                     message = state_->buffer.take_message();
                     dictionary =
                         detail::parse_message(message, "void QV::basic_plist_stream::async_read(handler)");
-                } catch (const std::bad_alloc&) {
-                    error_ = make_error_code(boost::system::errc::not_enough_memory);
+                } else if (started_ && is_end_of_stream(error_)) {
+                    message = state_->buffer.take_rest();
                 }
+            } catch (const std::bad_alloc&) {
+                error_ = make_error_code(boost::system::errc::not_enough_memory);
             }
             if (started_ && !state_->finish_read()) {
                 error_ = boost::asio::error::operation_aborted;
@@ -257,6 +260,8 @@ private:
             if (held->buffer.has_message()) {
                 error.clear();
                 message = held->buffer.take_message();
+            } else if (is_end_of_stream(error)) {
+                message = held->buffer.take_rest();
             }
         }
         ec.report(error, "read_until");
@@ -344,7 +349,55 @@ public:
             operation{&next_}, token, next_.get_executor());
     }
 
+    /// Reads one message, and tells apart how there may be none.
+    ///
+    /// `eof`, or an error equal to `QV::errc::eof`, is the end of the stream. `ErrorCode::FailedToParse` is
+    /// output that is no message: a property list without a string "Type", after which reading may go on, or,
+    /// once, other bytes than white space after the last "</plist>". Any other error is the stream's.
+    /// @return the message; empty exactly when `ec` is set
+    std::optional<message_type> read(boost::system::error_code& ec) {
+        CF::Data bytes;
+        const CF::Dictionary dictionary = next_.read(bytes, ec);
+        return judge(ec, bytes, dictionary, "std::optional QV::plist_process_stream::read(error_code&)");
+    }
+    /// The same, without blocking. Completes with `void(boost::system::error_code,
+    /// std::optional<message_type>)`. Any Asio completion token. The stream may be destroyed meanwhile.
+    template <class Token>
+    auto async_read(Token&& token) {
+        return boost::asio::async_compose<Token,
+                                          void(boost::system::error_code, std::optional<message_type>)>(
+            strict_operation{&next_}, token, next_.get_executor());
+    }
+
 private:
+    // What a read of the stream amounts to: a message, or the reason, in `ec`, why there is none.
+    static std::optional<message_type> judge(boost::system::error_code& ec, const CF::Data& bytes,
+                                             const CF::Dictionary& dictionary,
+                                             const char* signature) noexcept {
+        if (ec && !(is_end_of_stream(ec) && has_text(bytes))) return std::nullopt;
+        if (!dictionary) detail::log_unexpected_data(signature, ec, bytes);
+        std::optional<message_type> message = dictionary ? make_message(dictionary) : std::nullopt;
+        ec.clear();
+        if (!message) ec = SharedSupport::ErrorCode::FailedToParse;
+        return message;
+    }
+
+    struct strict_operation {
+        template <class Self>
+        void operator()(Self& self) {
+            PlistStream& next = *next_;
+            next.async_read(std::move(self));
+        }
+        template <class Self>
+        void operator()(Self& self, boost::system::error_code ec, const CF::Data& bytes,
+                        const CF::Dictionary& dictionary) {
+            auto message = judge(ec, bytes, dictionary, "void QV::plist_process_stream::async_read(handler)");
+            self.complete(ec, std::move(message));
+        }
+
+        PlistStream* next_; // only used to begin the read
+    };
+
     // What happens to data that is not a dictionary.
     enum class unreadable { extract, stop };
 

@@ -393,7 +393,7 @@ void expect_recorded(const recorded_stream& stream, const std::vector<std::optio
         ASSERT_EQ(read[i].has_value(), frame.is_message) << i;
         if (!frame.is_message) continue;
         EXPECT_EQ(read[i]->type, frame.type) << i;
-        EXPECT_EQ(static_cast<bool>(read[i]->value), frame.value != nullptr) << i;
+        EXPECT_EQ(static_cast<bool>(read[i]->value), frame.has_value) << i;
         EXPECT_TRUE(frame.value == nullptr || same_value(read[i]->value.get(), *frame.value)) << i;
     }
 }

@@ -327,4 +327,71 @@ TEST_F(plist_stream_test, lets_its_context_die_with_a_read_outstanding) {
     EXPECT_EQ(alive.use_count(), 1);
 }
 
+// What a strict read yields: the message, or why there is none.
+std::string outcome_of(const error_code& ec, const std::optional<message_type>& message) {
+    if (message) return ec ? "both" : text_of(*message);
+    if (ec == QV::errc::eof) return "end";
+    return ec == QV::SharedSupport::ErrorCode::FailedToParse ? "no message" : ec.message();
+}
+
+// Reads strictly until the end, by turns without and with blocking.
+class strict_read_test : public plist_stream_test {
+protected:
+    std::vector<std::string> outcomes(plist_stream& stream) {
+        std::vector<std::string> result;
+        do {
+            error_code ec;
+            std::optional<message_type> message;
+            if (result.size() % 2 == 0) {
+                message = process_stream(stream).read(ec);
+            } else {
+                process_stream(stream).async_read([&](error_code code, std::optional<message_type> read) {
+                    ec = code;
+                    message = std::move(read);
+                });
+                context_.restart();
+                context_.run();
+            }
+            result.push_back(outcome_of(ec, message));
+        } while (result.back() != "end" && result.size() < 20);
+        return result;
+    }
+};
+
+TEST_F(strict_read_test, tells_messages_and_the_end_apart) {
+    write(message_text("A", "1") + message_text("B", "2") + message_text("C", "3") + " \r\n\t");
+    plist_stream stream = make_stream();
+    EXPECT_EQ(outcomes(stream), (std::vector<std::string>{"A=1", "B=2", "C=3", "end"}));
+    EXPECT_EQ(outcomes(stream), (std::vector<std::string>{"end"}));
+}
+
+TEST_F(strict_read_test, reports_what_is_no_message_and_goes_on) {
+    write(message_text("A", "1") + property_list("<array/>") + property_list("<dict/>") + "nonsense</plist>" +
+          property_list("<dict><key>Type</key><integer>1</integer></dict>") + message_text("B", "2"));
+    plist_stream stream = make_stream();
+    EXPECT_EQ(outcomes(stream), (std::vector<std::string>{"A=1", "no message", "no message", "no message",
+                                                          "no message", "B=2", "end"}));
+}
+
+TEST_F(strict_read_test, reports_bytes_after_the_last_message_once) {
+    write(message_text("A", "1") + "<plist><dict>");
+    plist_stream stream = make_stream();
+    EXPECT_EQ(outcomes(stream), (std::vector<std::string>{"A=1", "no message", "end"}));
+}
+
+TEST_F(strict_read_test, reports_output_that_is_all_nonsense) {
+    write("usage: helper [options]\n");
+    plist_stream stream = make_stream();
+    EXPECT_EQ(outcomes(stream), (std::vector<std::string>{"no message", "end"}));
+}
+
+TEST_F(strict_read_test, logs_nothing_at_a_clean_end) {
+    write(message_text("A", "1"));
+    plist_stream stream = make_stream();
+    const log_capture log;
+    EXPECT_EQ(outcomes(stream), (std::vector<std::string>{"A=1", "end"}));
+    for (const auto& line : log.lines())
+        EXPECT_EQ(line.level, 0) << line.text;
+}
+
 } // namespace

@@ -170,6 +170,8 @@ recorded_stream load_recorded_stream(const fs::path& path) {
             frame.is_message = dictionary && message.HasMember("Type") && message["Type"].IsString();
             if (frame.is_message) frame.type = text(message["Type"]);
             if (message.HasMember("Value") && !message["Value"].IsNull()) frame.value = &message["Value"];
+            // Of the largest values only the size is recorded.
+            frame.has_value = frame.value != nullptr || message.HasMember("Value_bytes");
         }
         stream.frames.push_back(std::move(frame));
         begin = end;

@@ -17,7 +17,8 @@ struct recorded_stream {
         std::string bytes;
         bool is_message = false; ///< a dictionary with a string "Type"
         std::string type;
-        /// The recorded "Value", or null where there is none or where nothing is recorded for these bytes.
+        bool has_value = false; ///< whether there is a "Value"
+        /// The recorded "Value"; null where there is none and where it is not recorded.
         const rapidjson::Value* value = nullptr;
         bool recorded = false; ///< whether the recording knows a message with exactly these bytes
     };
