@@ -64,6 +64,16 @@ std::string_view text(const rapidjson::Value& value) {
     return {value.GetString(), value.GetStringLength()};
 }
 
+// The recordings have XML's LF for every CR LF; whether the property-list reader has it too is not a matter
+// of the stream.
+bool same_text(const CF::String& string, std::string_view recorded) {
+    if (!string) return false;
+    std::string text = string.to_string();
+    for (std::size_t at = 0; (at = text.find("\r\n", at)) != std::string::npos;)
+        text.erase(at, 1);
+    return text == recorded;
+}
+
 bool same_number(CFNumberRef number, const rapidjson::Value& recorded) {
     if (recorded.IsInt64()) {
         SInt64 value = 0;
@@ -99,7 +109,7 @@ bool same_array(const CF::Array& array, const rapidjson::Value& recorded) {
 bool same_value(CFTypeRef value, const rapidjson::Value& recorded) {
     if (value == nullptr) return false;
     if (recorded.IsBool()) return CFEqual(value, recorded.GetBool() ? kCFBooleanTrue : kCFBooleanFalse);
-    if (recorded.IsString()) return CF::String(value) == text(recorded);
+    if (recorded.IsString()) return same_text(CF::String(value), text(recorded));
     if (recorded.IsNumber())
         return CFGetTypeID(value) == CFNumberGetTypeID() &&
                same_number(static_cast<CFNumberRef>(value), recorded);
