@@ -3,6 +3,9 @@
 #include <QVSharedSupport/export.h>
 
 #include <CFAdapters/Dictionary.h>
+#include <CFAdapters/String.h>
+
+#include <boost/filesystem/path.hpp>
 
 #include <string>
 
@@ -15,11 +18,11 @@ namespace QV::SharedSupport {
 /// property list, in any format, whose root has a dictionary "MobileDeviceProductTypes" with the dictionaries
 /// "DFU" and "Recovery"; there the keys are decimal numbers and the values product types.
 ///
-///     ProductTypeFinder::load(root_of_the_version_info_file);
+///     ProductTypeFinder::loadFromFile(folder / ProductTypeFinder::AppleVersionInfoFilenameDefault);
 ///     const std::string model = ProductTypeFinder::getDFUDeviceType(number);
 ///
 /// Thread safety: any thread may look up while another loads. Both tables change at once, under one lock;
-/// a lookup waits for no more than that. Nothing else blocks.
+/// a lookup waits for no more than that. `loadFromFile` reads the disk, nothing else blocks.
 class ProductTypeFinder {
 public:
     ProductTypeFinder() = delete;
@@ -39,6 +42,19 @@ public:
     ///     table that has it stays as it was; that of DFU has been replaced if the number is one of Recovery.
     /// @throws std::bad_alloc
     QV_EXPORT static void load(const CF::Dictionary& root);
+
+    /// Loads the file of that name, at most 1 GiB of it. Windows only.
+    ///
+    /// The path is narrowed by the file-system library's default conversion and then read as UTF-8. Outside
+    /// ASCII the two agree only in a program that has made UTF-8 that conversion
+    /// (`boost::filesystem::path::imbue`).
+    /// @throws CF::Error of `kErrorDomain` with code `CannotRetrieveResource` and the reason "Could not load
+    ///     product types from file: " and what went wrong: the file cannot be read or is too large, "version
+    ///     info file contains no elements" if it is no property list with anything in its root dictionary, or
+    ///     what `load` throws. The tables stay as they were, but for what `load` says.
+    QV_EXPORT static void loadFromFile(const boost::filesystem::path& path);
+    /// The same.
+    QV_EXPORT static void loadFromFile(CF::String path);
 
     /// The product type of a device in DFU mode. @throws std::out_of_range "bimap<>: invalid key"
     QV_EXPORT static std::string getDFUDeviceType(unsigned int number);
