@@ -85,6 +85,18 @@ TEST(JSON_parser, makes_every_number_a_double) {
     expect_refused("-1e309");
 }
 
+TEST(JSON_parser, bears_exponents_of_any_length) {
+    for (const char* number : {"0.12345678901e-2147483639", "1.5e-2147483647", "5E-2147483648",
+                               "1e-99999999999999999999", "-0.00000000001e-2147483638"})
+        EXPECT_EQ(parse(number), JsonValue(0.0)) << number;
+    EXPECT_EQ(parse("25e-00000000000000000001"), JsonValue(2.5));
+    EXPECT_EQ(parse("[25e-00000000000000000000,1]"), JsonValue(JsonArray{25, 1}));
+    EXPECT_EQ(parse(R"(["e-99999999999","\"e-99999999999",1e-99999999999])"),
+              JsonValue(JsonArray{"e-99999999999", "\"e-99999999999", 0.0}));
+    expect_refused("1e-99999999999x");
+    expect_refused("1e99999999999");
+}
+
 TEST(JSON_parser, decodes_escapes_and_leaves_other_bytes_as_they_are) {
     EXPECT_EQ(parse(R"("\"\\\/\b\f\n\r\t")"), JsonValue("\"\\/\b\f\n\r\t"));
     EXPECT_EQ(parse(R"("\u0041\u00e9\u6f22\ud83d\ude00")"),
