@@ -16,7 +16,7 @@ using QV::SharedSupport::thread_queue;
 
 TEST(thread_queue_stress, runs_every_task_once_and_one_at_a_time) {
     constexpr int threads = 8;
-    constexpr int operations = 1'500;
+    constexpr int operations = STRESS_OPERATIONS / 10;
     std::uint64_t ran = 0; // plain: only the queue keeps two tasks from touching it at once
     std::atomic<std::uint64_t> pushed = 0;
     std::atomic<std::uint64_t> thrown = 0;
