@@ -9,7 +9,7 @@ namespace qv_test {
 void run_on_small_stack(const std::function<void()>& work) {
     pthread_attr_t attributes;
     ASSERT_EQ(pthread_attr_init(&attributes), 0);
-    ASSERT_EQ(pthread_attr_setstacksize(&attributes, 1 << 20), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, QV_SMALL_STACK_MIB << 20), 0);
     const auto run = [](void* argument) -> void* {
         (*static_cast<const std::function<void()>*>(argument))();
         return nullptr;

@@ -17,8 +17,8 @@ DWORD WINAPI run(void* argument) {
 
 void run_on_small_stack(const std::function<void()>& work) {
     std::function<void()> copy = work;
-    const HANDLE thread =
-        CreateThread(nullptr, 1 << 20, run, &copy, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
+    const HANDLE thread = CreateThread(nullptr, QV_SMALL_STACK_MIB << 20, run, &copy,
+                                       STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
     ASSERT_NE(thread, nullptr);
     EXPECT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
     CloseHandle(thread);
