@@ -12,6 +12,7 @@
 #include <mutex>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 namespace QV::SharedSupport {
 
@@ -220,21 +221,26 @@ void thread_queue_base::push_sync(std::function<void()> task, bool allow_from_wo
         task();
         return;
     }
-    // Shared: the worker is still inside set_value() when this thread goes on.
-    const auto done = std::make_shared<std::promise<void>>();
-    std::future<void> result = done->get_future();
-    internal_data::enqueue(data, lock, clock::now(), [done, own = std::move(task)]() mutable {
+    // Shared: the worker is still inside set_value() when this thread goes on. The exception is handed over
+    // whole, so that it ends on this thread: what it holds may be the caller's.
+    struct outcome {
+        std::promise<void> done;
+        std::exception_ptr failure;
+    };
+    const auto shared = std::make_shared<outcome>();
+    const std::future<void> done = shared->done.get_future();
+    internal_data::enqueue(data, lock, clock::now(), [shared, own = std::move(task)]() mutable {
         try {
             own();
-            own = nullptr; // before the caller goes on: it may refer to what is the caller's
-            done->set_value();
         } catch (...) {
-            own = nullptr;
-            done->set_exception(std::current_exception());
+            shared->failure = std::current_exception();
         }
+        own = nullptr; // before the caller goes on: it may refer to what is the caller's
+        shared->done.set_value();
     });
     if (lock.owns_lock()) lock.unlock();
-    result.get();
+    done.wait();
+    if (shared->failure) std::rethrow_exception(std::exchange(shared->failure, nullptr));
 }
 
 } // namespace QV::SharedSupport
