@@ -90,5 +90,5 @@ function(qv_add_test name)
   endif()
   add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
   set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT
-                                          "QV_TEST_SOURCE_DIR=${PROJECT_SOURCE_DIR}/tests")
+                                          "QV_TEST_SOURCE_DIR=${PROJECT_SOURCE_DIR}/tests;QV_COLLECT_OUTPUT=1")
 endfunction()
