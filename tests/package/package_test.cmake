@@ -19,7 +19,7 @@ run("Configuring the consumer"
 run("Building the consumer" ${CMAKE_COMMAND} --build ${WORK}/build)
 # The installed DLLs lie in one folder; a program belongs beside them.
 file(COPY ${WORK}/build/consumer${SUFFIX} DESTINATION ${WORK}/prefix/bin)
-set(ENV{LD_LIBRARY_PATH} ${WORK}/prefix/lib)
+set(ENV{LD_LIBRARY_PATH} ${WORK}/prefix/lib:${PREFIX_PATH}/lib)
 run("Running the consumer" ${EMULATOR} ${WORK}/prefix/bin/consumer${SUFFIX})
 if(NOT output MATCHES "Failed to parse")
   message(FATAL_ERROR "The consumer printed:\n${output}")
