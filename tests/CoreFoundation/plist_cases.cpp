@@ -1,5 +1,7 @@
 #include "plist_cases.h"
 
+#include "../helpers/test_folders.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -228,8 +230,7 @@ std::vector<exception> exceptions_of(string_view file) {
 } // namespace
 
 std::filesystem::path data_folder() {
-    const char* folder = std::getenv("QV_TEST_SOURCE_DIR");
-    return std::filesystem::path(folder == nullptr ? "tests" : folder) / "data";
+    return test::own_data();
 }
 
 std::string read_file(const std::filesystem::path& path) {

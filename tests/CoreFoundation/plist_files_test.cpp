@@ -1,11 +1,11 @@
 // Whole files held to what is recorded of them in tests/data/vectors/files.tsv: whether they are taken, as
 // which format, and the sum of the XML written from what was read.
+#include "../helpers/test_folders.h"
 #include "plist_cases.h"
 #include "plist_sha256.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <iostream>
 #include <set>
 #include <sstream>
@@ -101,14 +101,10 @@ TEST(PlistFiles, TheProjectsOwn) {
     EXPECT_GT(seen, 0);
 }
 
-// The full collection is not part of the project; its absence is no failure.
 TEST(PlistFiles, TheWholeCollection) {
-    const char* named = std::getenv("QV_TEST_DATA");
-    const std::filesystem::path folder =
-        named != nullptr ? std::filesystem::path(named)
-                         : plist_cases::data_folder() / ".." / ".." / ".." / "shared" / "data";
-    if (!std::filesystem::exists(folder)) GTEST_SKIP() << "no collection at " << folder;
-    const int seen = check_folder(folder);
+    const auto folder = test::collected_data();
+    if (!folder) GTEST_SKIP() << "no collection here";
+    const int seen = check_folder(*folder);
     std::cout << seen << " files of the collection\n";
     EXPECT_GT(seen, 0);
 }

@@ -1,5 +1,7 @@
 #include "vectors.h"
 
+#include "../helpers/test_folders.h"
+
 #include <array>
 #include <cstdlib>
 #include <filesystem>
@@ -15,12 +17,6 @@ namespace vectors {
 
 namespace {
 
-std::filesystem::path data_folder() {
-    // Set by ctest; a test that is run by hand starts from the root of the checkout.
-    const char* tests = std::getenv("QV_TEST_SOURCE_DIR");
-    return std::filesystem::path(tests != nullptr ? tests : "tests") / "data";
-}
-
 std::string read(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
     EXPECT_TRUE(file.is_open()) << path;
@@ -29,7 +25,7 @@ std::string read(const std::filesystem::path& path) {
 
 // The exceptions of one vectors file: case name to reason.
 std::map<std::string, std::string> exceptions(const std::string& file) {
-    std::istringstream table(read(data_folder() / "vector_exceptions.tsv"));
+    std::istringstream table(read(test::own_data() / "vector_exceptions.tsv"));
     std::map<std::string, std::string> found;
     for (std::string line; std::getline(table, line);) {
         if (!line.empty() && line.back() == '\r') line.pop_back();
@@ -51,7 +47,7 @@ std::map<std::string, std::string> exceptions(const std::string& file) {
 void run(const std::string& file, const std::function<difference(const test_case&)>& check,
          const std::function<bool(const test_case&)>& is_ours) {
     rapidjson::Document document;
-    document.Parse(read(data_folder() / "vectors" / file).c_str());
+    document.Parse(read(test::own_data() / "vectors" / file).c_str());
     ASSERT_FALSE(document.HasParseError()) << file << " at " << document.GetErrorOffset();
     const auto excepted = exceptions(file);
     std::set<std::string> names;

@@ -1,8 +1,9 @@
 #pragma once
 
+#include "../helpers/test_folders.h"
+
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -12,25 +13,16 @@
 /// Where the tests find tables of devices.
 namespace device_data {
 
-/// The folder "tests" of the checkout.
-inline std::filesystem::path source_folder() {
-    const char* const folder = std::getenv("QV_TEST_SOURCE_DIR");
-    return folder == nullptr ? "tests" : folder;
-}
-
 /// A table that comes with the project.
 inline std::filesystem::path own(const std::string& name) {
-    return source_folder() / "data" / "usb" / name;
+    return test::own_data() / "usb" / name;
 }
 
 /// A file of the full collection, if that is here.
 inline std::optional<std::filesystem::path> collected(const std::string& name) {
-    const char* const folder = std::getenv("QV_TEST_DATA");
-    const std::filesystem::path root =
-        folder != nullptr ? std::filesystem::path(folder) : source_folder() / ".." / ".." / "shared" / "data";
-    std::filesystem::path path = root / name;
-    if (!std::filesystem::exists(path)) return std::nullopt;
-    return path;
+    const auto collection = test::collected_data();
+    if (!collection || !std::filesystem::exists(*collection / name)) return std::nullopt;
+    return *collection / name;
 }
 
 /// The bytes of a file.

@@ -3,10 +3,13 @@
 #include <QVLog/QVLog.h>
 
 #include <algorithm>
+#include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -62,6 +65,15 @@ public:
         std::vector<std::string> found;
         for (log_line& line : lines())
             if (line.logger == logger) found.push_back(std::move(line.text));
+        return found;
+    }
+
+    /// The lines of one level whose text contains `part`, of all loggers.
+    std::vector<log_line> matching(QV::Logging::log_level level, std::string_view part) const {
+        std::vector<log_line> found;
+        for (log_line& line : lines())
+            if (line.level == level && line.text.find(part) != std::string::npos)
+                found.push_back(std::move(line));
         return found;
     }
 

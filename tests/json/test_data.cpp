@@ -1,9 +1,10 @@
 #include "test_data.h"
 
+#include "../helpers/test_folders.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -14,12 +15,6 @@ namespace qv_test {
 namespace {
 
 namespace fs = std::filesystem;
-
-fs::path own_folder() {
-    // Set by ctest; a test that is run by hand starts from the root of the checkout.
-    const char* const tests = std::getenv("QV_TEST_SOURCE_DIR");
-    return fs::path(tests == nullptr ? "tests" : tests) / "data";
-}
 
 std::vector<fs::path> files_of(const fs::path& folder) {
     std::vector<fs::path> files;
@@ -33,11 +28,8 @@ std::vector<fs::path> files_of(const fs::path& folder) {
 } // namespace
 
 std::vector<fs::path> data_folders() {
-    const char* const named = std::getenv("QV_TEST_DATA");
-    const fs::path collection =
-        named != nullptr ? fs::path(named) : own_folder() / ".." / ".." / ".." / "shared" / "data";
-    std::vector<fs::path> folders{own_folder()};
-    if (fs::is_directory(collection)) folders.push_back(collection);
+    std::vector<fs::path> folders{test::own_data()};
+    if (auto collection = test::collected_data()) folders.push_back(*std::move(collection));
     return folders;
 }
 
@@ -51,7 +43,7 @@ void for_each_file(const std::string& folder,
                    const std::function<void(const std::string& name, const std::string& bytes)>& check) {
     for (const fs::path& data : data_folders()) {
         const auto files = files_of(data / folder);
-        EXPECT_FALSE(data == own_folder() && files.empty()) << folder;
+        EXPECT_FALSE(data == test::own_data() && files.empty()) << folder;
         for (const fs::path& file : files)
             check(file.filename().string(), read_file(file));
         std::cout << folder << ": " << files.size() << " files\n";
@@ -61,7 +53,7 @@ void for_each_file(const std::string& folder,
 void for_each_line(const std::string& file, const std::function<void(const std::string& line)>& check,
                    bool may_be_missing) {
     for (const fs::path& data : data_folders()) {
-        if (!fs::exists(data / file) && (may_be_missing || data != own_folder())) continue;
+        if (!fs::exists(data / file) && (may_be_missing || data != test::own_data())) continue;
         std::istringstream lines(read_file(data / file));
         int count = 0;
         for (std::string line; std::getline(lines, line);) {

@@ -1,6 +1,6 @@
 #include "asio_helpers/log_lines.h"
 
-#include "log_capture.h"
+#include "../helpers/captured_log.h"
 
 #include <gtest/gtest.h>
 
@@ -17,12 +17,13 @@
 namespace {
 
 namespace asio = boost::asio;
+using QV::Logging::log_level;
 const std::string prefix = "signature: Process err log: ";
 
 // What is logged of `bytes`, and that it is logged as it should be.
 std::vector<std::string> logged(const std::string& bytes,
                                 std::size_t longest = QV::asio_helpers::longest_logged_line) {
-    const log_capture log;
+    const test::captured_log log;
     asio::io_context context;
     asio::readable_pipe in(context);
     asio::writable_pipe out(context);
@@ -35,8 +36,8 @@ std::vector<std::string> logged(const std::string& bytes,
     context.run();
     writer.join();
     std::vector<std::string> lines;
-    for (const log_capture::line& line : log.lines()) {
-        EXPECT_EQ(line.level, 0);
+    for (const test::log_line& line : log.lines()) {
+        EXPECT_EQ(line.level, log_level::trace);
         EXPECT_EQ(line.logger, "Global.Streams");
         EXPECT_TRUE(line.text.starts_with(prefix)) << line.text;
         lines.push_back(line.text.substr(prefix.size()));
@@ -79,15 +80,15 @@ TEST(log_lines, passes_bytes_that_are_not_text) {
 }
 
 TEST(log_lines, logs_a_failure_that_is_not_the_end) {
-    const log_capture log;
+    const test::captured_log log;
     asio::io_context context;
     QV::asio_helpers::async_log_lines(asio::readable_pipe(context), "signature");
     context.run();
-    EXPECT_EQ(log.matching(4, "signature: Reading the process err log failed: ").size(), 1u);
+    EXPECT_EQ(log.matching(log_level::error, "signature: Reading the process err log failed: ").size(), 1u);
 }
 
 TEST(log_lines, is_quiet_when_its_context_dies) {
-    const log_capture log;
+    const test::captured_log log;
     {
         asio::io_context context;
         asio::readable_pipe in(context);

@@ -1,6 +1,7 @@
 #include <QVSharedSupport/errors.h>
 #include <QVSharedSupport/plist_process.h>
 
+#include "../helpers/test_folders.h"
 #include "helper_programs.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +13,6 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,7 +25,7 @@ using QV::plist_process;
 
 // A helper that writes a recorded stream in pieces of 97 bytes and ends with code 3.
 plist_process replay(const asio::any_io_executor& executor, const std::string& stream) {
-    const std::string path = std::string(std::getenv("QV_TEST_SOURCE_DIR")) + "/data/stream/" + stream;
+    const std::string path = (test::own_data() / "stream" / stream).string();
     return plist_process(executor, helper_program("replay_stream"), {path, "97", "3"});
 }
 

@@ -1,8 +1,8 @@
 #include <QVSharedSupport/plist_process.h>
 
+#include "../helpers/captured_log.h"
 #include "executors.h"
 #include "helper_programs.h"
-#include "log_capture.h"
 #include "message_samples.h"
 #include "recorded_streams.h"
 
@@ -40,6 +40,7 @@ namespace {
 namespace asio = boost::asio;
 using boost::system::error_code;
 using QV::plist_process;
+using QV::Logging::log_level;
 using message_type = plist_process::message_type;
 
 // A file that lives as long as the test, for replay_stream to read.
@@ -148,14 +149,14 @@ TEST(plist_process, returns_all_messages_and_the_exit_code) {
 TEST(plist_process, copies_standard_error_to_the_log) {
     const temporary_file nothing("");
     const temporary_file diagnostics("  error: x\n   \r\n\nsecond\nlast without end");
-    log_capture log;
+    test::captured_log log;
     {
         running_executor executor(executor_kind::io_context_one_thread);
         plist_process process = replay(executor.get(), {nothing.path(), "1", "0", diagnostics.path()});
         EXPECT_TRUE(process.read_all().empty());
         // The executor's end waits for the logging.
     }
-    const auto lines = log.matching(0, ": Process err log: ");
+    const auto lines = log.matching(log_level::trace, ": Process err log: ");
     ASSERT_EQ(lines.size(), 3u);
     EXPECT_EQ(lines[0].logger, "Global.Streams");
     EXPECT_NE(lines[0].text.find("async_log_all_stderr("), std::string::npos) << lines[0].text;

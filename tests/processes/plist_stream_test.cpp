@@ -1,6 +1,6 @@
 #include <QVSharedSupport/plist_stream.h>
 
-#include "log_capture.h"
+#include "../helpers/captured_log.h"
 #include "message_samples.h"
 
 #include <gtest/gtest.h>
@@ -24,6 +24,7 @@ namespace {
 
 namespace asio = boost::asio;
 using boost::system::error_code;
+using QV::Logging::log_level;
 using plist_stream = QV::basic_plist_stream<asio::readable_pipe>;
 using process_stream = QV::plist_process_stream<plist_stream>;
 using qvamdrecoverytool::message_type;
@@ -167,19 +168,19 @@ TEST_F(plist_stream_test, logs_what_it_reads_and_refuses_blocking) {
         write(good + array + array + array);
         plist_stream stream = make_stream();
         process_stream messages(stream);
-        const log_capture log;
+        const test::captured_log log;
         error_code ec;
         // The form with an error code does not log the unreadable message that ends it; the throwing form
         // does.
         EXPECT_EQ(messages.read_all(ec).size(), 1u);
-        EXPECT_EQ(log.matching(5, "").size(), 0u);
+        EXPECT_EQ(log.matching(log_level::critical, "").size(), 0u);
         EXPECT_EQ(messages.read_all().size(), 0u);
-        const auto refused = log.matching(5, ": Message doesn't contain Type: (null)");
+        const auto refused = log.matching(log_level::critical, ": Message doesn't contain Type: (null)");
         ASSERT_EQ(refused.size(), 1u);
         EXPECT_EQ(refused[0].logger, "Global.Streams");
         EXPECT_NE(refused[0].text.find("make_message("), std::string::npos) << refused[0].text;
-        EXPECT_EQ(log.matching(4, "").size(), 0u) << "blocking reads do not log at level 4";
-        const auto read = log.matching(0, "read(");
+        EXPECT_EQ(log.matching(log_level::error, "").size(), 0u) << "blocking reads do not log at level 4";
+        const auto read = log.matching(log_level::trace, "read(");
         ASSERT_EQ(read.size(), 3u);
         const std::string escaped = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\\n<plist version=\"1.0\">\\n";
         EXPECT_NE(read[0].text.find(": " + escaped + "<dict><key>Type</key>"), std::string::npos)
@@ -191,23 +192,23 @@ TEST_F(plist_stream_test, logs_what_it_reads_and_refuses_blocking) {
 TEST_F(plist_stream_test, logs_what_it_refuses_without_blocking) {
     write("nonsense\n</plist>" + property_list("<dict/>"));
     plist_stream stream = make_stream();
-    const log_capture log;
+    const test::captured_log log;
     EXPECT_EQ(read_all_async(stream).first.size(), 0u);
-    auto refused = log.matching(4, ": Data is not type, error (");
+    auto refused = log.matching(log_level::error, ": Data is not type, error (");
     ASSERT_EQ(refused.size(), 1u);
     EXPECT_NE(refused[0].text.find("): nonsense\\n</plist>"), std::string::npos) << refused[0].text;
-    EXPECT_EQ(log.matching(5, ": Message doesn't contain Type: (null)").size(), 1u);
+    EXPECT_EQ(log.matching(log_level::critical, ": Message doesn't contain Type: (null)").size(), 1u);
 
     EXPECT_EQ(read_all_async(stream).first.size(), 0u);
-    EXPECT_EQ(log.matching(4, "").size(), 1u) << "a dictionary is of the right type";
-    EXPECT_EQ(log.matching(5, ": Message doesn't contain Type: ").size(), 2u);
+    EXPECT_EQ(log.matching(log_level::error, "").size(), 1u) << "a dictionary is of the right type";
+    EXPECT_EQ(log.matching(log_level::critical, ": Message doesn't contain Type: ").size(), 2u);
 
     const auto [messages, ec] = read_all_async(stream);
     EXPECT_FALSE(ec);
-    refused = log.matching(4, ": Data is not type, error (");
+    refused = log.matching(log_level::error, ": Data is not type, error (");
     ASSERT_EQ(refused.size(), 2u) << "a failed read is logged too";
     EXPECT_TRUE(refused[1].text.ends_with("): ")) << refused[1].text;
-    EXPECT_EQ(log.matching(5, ": Message doesn't contain Type: (null)").size(), 2u);
+    EXPECT_EQ(log.matching(log_level::critical, ": Message doesn't contain Type: (null)").size(), 2u);
 }
 
 TEST_F(plist_stream_test, returns_a_message_split_at_every_byte) {
@@ -388,10 +389,10 @@ TEST_F(strict_read_test, reports_output_that_is_all_nonsense) {
 TEST_F(strict_read_test, logs_nothing_at_a_clean_end) {
     write(message_text("A", "1"));
     plist_stream stream = make_stream();
-    const log_capture log;
+    const test::captured_log log;
     EXPECT_EQ(outcomes(stream), (std::vector<std::string>{"A=1", "end"}));
     for (const auto& line : log.lines())
-        EXPECT_EQ(line.level, 0) << line.text;
+        EXPECT_EQ(line.level, log_level::trace) << line.text;
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "recorded_streams.h"
 
+#include "../helpers/test_folders.h"
+
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -19,12 +21,6 @@ std::string contents(const fs::path& path) {
     std::ifstream file(path, std::ios::binary);
     if (!file) throw std::runtime_error("cannot read " + path.string());
     return {std::istreambuf_iterator<char>(file), {}};
-}
-
-fs::path tests_folder() {
-    const char* const given = std::getenv("QV_TEST_SOURCE_DIR");
-    if (given == nullptr) throw std::runtime_error("QV_TEST_SOURCE_DIR must name the folder tests/");
-    return given;
 }
 
 std::string decode_base64(std::string_view text) {
@@ -129,11 +125,8 @@ bool same_value(CFTypeRef value, const rapidjson::Value& recorded) {
 }
 
 std::vector<fs::path> recorded_stream_files() {
-    std::vector<fs::path> folders = {tests_folder() / "data" / "stream"};
-    const char* const named = std::getenv("QV_TEST_DATA");
-    const fs::path collection =
-        named != nullptr ? fs::path(named) : tests_folder().parent_path().parent_path() / "shared";
-    if (fs::exists(collection / "data" / "stream")) folders.push_back(collection / "data" / "stream");
+    std::vector<fs::path> folders = {test::own_data() / "stream"};
+    if (const auto collection = test::collected_data()) folders.push_back(*collection / "stream");
     std::vector<fs::path> files;
     for (const fs::path& folder : folders) {
         for (const auto& entry : fs::directory_iterator(folder)) {
@@ -191,7 +184,7 @@ recorded_stream load_recorded_stream(const fs::path& path) {
 
 std::vector<std::pair<std::string, std::string>> chunk_plans() {
     rapidjson::Document document;
-    document.Parse(contents(tests_folder() / "data" / "stream" / "chunk_plans.json").c_str());
+    document.Parse(contents(test::own_data() / "stream" / "chunk_plans.json").c_str());
     std::vector<std::pair<std::string, std::string>> plans;
     for (const auto& member : document.GetObject()) {
         if (!member.value.IsArray()) continue;

@@ -1,11 +1,11 @@
 // Archives that other programs wrote: each decodes, or is refused as documented.
+#include "../helpers/test_folders.h"
 #include "value_helpers.h"
 
 #include <QVSharedSupport/keyed_unarchiver.h>
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -17,8 +17,7 @@
 namespace {
 
 std::filesystem::path own_folder() {
-    const char* folder = std::getenv("QV_TEST_SOURCE_DIR");
-    return std::filesystem::path(folder == nullptr ? "tests" : folder) / "data" / "keyed";
+    return test::own_data() / "keyed";
 }
 
 CF::AutoPointer read(const std::filesystem::path& path) {
@@ -85,14 +84,10 @@ TEST(ArchiveFiles, TheProjectsOwnDecodeOrAreRefused) {
     EXPECT_GT(files, 40);
 }
 
-// The full collection is not part of the project; its absence is no failure.
 TEST(ArchiveFiles, TheWholeCollectionDecodesOrIsRefused) {
-    const char* named = std::getenv("QV_TEST_DATA");
-    const std::filesystem::path folder =
-        (named != nullptr ? std::filesystem::path(named) : own_folder() / "../../../../shared/data") /
-        "keyed";
-    if (!std::filesystem::exists(folder)) GTEST_SKIP() << "no collection at " << folder;
-    const int files = check_folder(folder);
+    const auto collection = test::collected_data();
+    if (!collection) GTEST_SKIP() << "no collection here";
+    const int files = check_folder(*collection / "keyed");
     std::cout << files << " files of the collection\n";
     EXPECT_GT(files, 0);
 }
