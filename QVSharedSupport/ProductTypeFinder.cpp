@@ -9,10 +9,13 @@
 
 #include <cstddef>
 #include <exception>
+#include <memory>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <shared_mutex>
 #include <stdexcept>
+#include <string_view>
 
 namespace QV::SharedSupport {
 namespace {
@@ -20,10 +23,13 @@ namespace {
 using type_map = boost::bimaps::bimap<boost::bimaps::unordered_set_of<unsigned int>,
                                       boost::bimaps::unordered_set_of<std::string>>;
 
+// Behind pointers, because swapping two maps would copy them, under the lock and perhaps without success.
+using type_map_pointer = std::unique_ptr<const type_map>;
+
 struct type_tables {
     std::shared_mutex table_lock;
-    type_map dfu_types;
-    type_map recovery_types;
+    type_map_pointer dfu_types = std::make_unique<type_map>();
+    type_map_pointer recovery_types = std::make_unique<type_map>();
 };
 
 // Made at the first use, for programs that load from static objects of their own.
@@ -33,7 +39,9 @@ type_tables& tables() {
 }
 
 CF::Dictionary dictionary_in(const CF::Dictionary& parent, const char* name) {
-    CF::Dictionary found = parent.get<CF::Dictionary>(name);
+    const CF::String key{std::string_view(name)};
+    if (!key) throw std::bad_alloc();
+    CF::Dictionary found = parent.get<CF::Dictionary>(key);
     if (!found) throw std::runtime_error(fmt::format("version info has no dictionary '{}'", name));
     return found;
 }
@@ -50,31 +58,31 @@ std::optional<unsigned int> leading_number(const std::string& key) {
     }
 }
 
-type_map make_map(const CF::Dictionary& entries) {
-    type_map map;
+type_map_pointer make_map(const CF::Dictionary& entries) {
+    auto map = std::make_unique<type_map>();
     for (const auto& [key, value] : entries) {
         const std::string number_text = CF::String(key).to_string();
         const std::string type = CF::String(value).to_string();
         if (number_text.empty() || type.empty()) continue;
         // Refused if either is there already: the first one wins.
-        if (const auto number = leading_number(number_text)) map.insert({*number, type});
+        if (const auto number = leading_number(number_text)) map->insert({*number, type});
     }
     return map;
 }
 
-void log_count(std::size_t count, const char* mode) {
-    Logging::get_logger("System").log(Logging::log_level::notice, "Loaded {} {} product types", count, mode);
+void log_count(const Logging::logger& log, std::size_t count, const char* mode) noexcept {
+    log.log(Logging::log_level::notice, "Loaded {} {} product types", count, mode);
 }
 
-std::string type_of(const type_map& map, unsigned int number) {
+std::string type_of(const type_map_pointer& map, unsigned int number) {
     const std::shared_lock lock(tables().table_lock);
-    return map.left.at(number);
+    return map->left.at(number);
 }
 
-unsigned int number_of(const type_map& map, const std::string& type) {
+unsigned int number_of(const type_map_pointer& map, const std::string& type) {
     const std::shared_lock lock(tables().table_lock);
-    const auto found = map.right.find(type);
-    if (found == map.right.end()) throw std::out_of_range("Can't find device " + type);
+    const auto found = map->right.find(type);
+    if (found == map->right.end()) throw std::out_of_range("Can't find device " + type);
     return found->second;
 }
 
@@ -87,27 +95,29 @@ void ProductTypeFinder::load(const CF::Dictionary& root) {
     const CF::Dictionary dfu_entries = dictionary_in(types, "DFU");
     const CF::Dictionary recovery_entries = dictionary_in(types, "Recovery");
 
-    // Built before the lock is taken and, for what they replace, destroyed after it is released.
-    type_map dfu = make_map(dfu_entries);
-    const std::size_t dfu_count = dfu.size();
-    std::optional<type_map> recovery;
+    // Built before the lock is taken and, for what they replace, destroyed after it is released. All that may
+    // lack memory comes before anything is replaced.
+    const Logging::logger log = Logging::get_logger("System");
+    type_tables& shared = tables();
+    type_map_pointer dfu = make_map(dfu_entries);
+    const std::size_t dfu_count = dfu->size();
+    type_map_pointer recovery;
     std::exception_ptr failure;
     try {
         recovery = make_map(recovery_entries);
-    } catch (...) {
+    } catch (const std::out_of_range&) {
         // The table of DFU is good and comes first: it is replaced all the same.
         failure = std::current_exception();
     }
-    const std::size_t recovery_count = recovery ? recovery->size() : 0;
+    const std::size_t recovery_count = recovery != nullptr ? recovery->size() : 0;
     {
-        type_tables& shared = tables();
         const std::unique_lock lock(shared.table_lock);
-        swap(shared.dfu_types, dfu);
-        if (recovery) swap(shared.recovery_types, *recovery);
+        shared.dfu_types.swap(dfu);
+        if (recovery != nullptr) shared.recovery_types.swap(recovery);
     }
-    log_count(dfu_count, "DFU");
+    log_count(log, dfu_count, "DFU");
     if (failure) std::rethrow_exception(failure);
-    log_count(recovery_count, "Recovery");
+    log_count(log, recovery_count, "Recovery");
 }
 
 std::string ProductTypeFinder::getDFUDeviceType(unsigned int number) {

@@ -77,6 +77,13 @@ void* open(const boost::filesystem::path& path, ec_wrapper ec) {
     return INVALID_HANDLE_VALUE;
 }
 
+/// Ends what is under way, for the handle is to be closed. Handlers then learn that they were aborted, and
+/// not what the system makes of the loss: of a pipe it would say that the other end broke it.
+void abort_all(handle_type& handle) noexcept {
+    error_code ignored;
+    handle.cancel(ignored);
+}
+
 } // namespace
 
 base::base() : handle_(non_async_executor()) {}
@@ -89,12 +96,15 @@ base& base::operator=(base&& other) noexcept {
     if (this != &other) {
         path_ = std::move(other.path_);
         other.path_.clear();
+        abort_all(handle_);
         handle_ = std::move(other.handle_);
     }
     return *this;
 }
 
-base::~base() = default;
+base::~base() {
+    abort_all(handle_);
+}
 
 bool base::is_open() const noexcept {
     return handle_.is_open();
@@ -123,6 +133,7 @@ void base::open_and_assign(const filesystem::path& path, opener open, ec_wrapper
 }
 
 void base::close_handle() {
+    abort_all(handle_);
     handle_.close();
 }
 

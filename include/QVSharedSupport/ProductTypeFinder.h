@@ -40,7 +40,7 @@ public:
     ///     something else; the tables stay as they were
     /// @throws std::out_of_range "stoi argument out of range" if a number is beyond 32 bits with a sign. The
     ///     table that has it stays as it was; that of DFU has been replaced if the number is one of Recovery.
-    /// @throws std::bad_alloc
+    /// @throws std::bad_alloc and the tables stay as they were
     QV_EXPORT static void load(const CF::Dictionary& root);
 
     /// Loads the file of that name, at most 1 GiB of it. Windows only.

@@ -16,7 +16,8 @@
 ///
 /// Thread safety: one thread at a time for each file. Blocking: opening, sizes and whole-file reads block as
 /// long as the disk takes. Lifetime: a file may be closed, moved or destroyed while an asynchronous operation
-/// on it is under way; the operation's handler is called all the same.
+/// on it is under way; the operation's handler is called all the same, with `operation_aborted` unless the
+/// operation had ended by then. To move a file leaves its operations under way.
 #pragma once
 
 #include <QVSharedSupport/ec_wrapper.h>

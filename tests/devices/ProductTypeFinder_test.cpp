@@ -8,12 +8,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <iostream>
 #include <span>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -204,32 +202,6 @@ TEST_F(ProductTypeFinderTest, may_be_asked_while_it_logs) {
     ProductTypeFinder::load(feed({{"1", "new"}}, {{"2", "new"}}));
     QV::Logging::set_global_level(level);
     QV::Logging::set_sinks(std::move(sinks));
-}
-
-TEST_F(ProductTypeFinderTest, is_asked_while_another_thread_loads) {
-    const CF::Dictionary one = feed({{"1", "one"}, {"2", "same"}}, {{"1", "one"}});
-    const CF::Dictionary two = feed({{"1", "two"}, {"2", "same"}}, {{"1", "two"}});
-    ProductTypeFinder::load(one);
-    std::atomic<bool> done = false;
-    std::atomic<int> wrong = 0;
-    std::vector<std::thread> readers;
-    for (int reader = 0; reader < 4; ++reader) {
-        readers.emplace_back([&] {
-            while (!done) {
-                const std::string type = ProductTypeFinder::getDFUDeviceType(1);
-                if (type != "one" && type != "two") ++wrong;
-                if (ProductTypeFinder::getDFUProductType("same") != 2) ++wrong;
-                const std::string recovery = ProductTypeFinder::getRecoveryDeviceType(1);
-                if (recovery != "one" && recovery != "two") ++wrong;
-            }
-        });
-    }
-    for (int load = 0; load < 500; ++load)
-        ProductTypeFinder::load(load % 2 == 0 ? two : one);
-    done = true;
-    for (std::thread& reader : readers)
-        reader.join();
-    EXPECT_EQ(wrong, 0);
 }
 
 CF::Dictionary parse(const std::string& text) {

@@ -1,129 +1,169 @@
-#include <QVSharedSupport/software_version.h>
+// Every call that reading a version takes is made to fail in turn.
+#include "module_version.h"
 
 #include "../helpers/captured_log.h"
+#include "version_log.h"
+#include "version_module.h"
 
-#include <RuntimeLocator/mds_path.h>
+#include <QVPlatformCompatibility/win32_error.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <windows.h>
-
-#include <filesystem>
+#include <cstring>
+#include <random>
 #include <string>
-#include <string_view>
+#include <vector>
 
 namespace {
 
-using QV::get_framework_version;
+using QV::module_calls;
+using QV::read_file_version;
+using QV::read_module_version;
 using QV::software_version;
+using test::expect_one_error;
 using testing::ElementsAre;
-using testing::EndsWith;
-using testing::SizeIs;
-using testing::StartsWith;
-using namespace std::string_view_literals;
+using testing::IsEmpty;
 
-/// Makes `get_mds_path` lead to a folder while it lives.
-struct runtime_folder {
-    explicit runtime_folder(const std::filesystem::path& folder) { QV::RuntimeLocator::set_mds_path(folder); }
-    ~runtime_folder() { QV::RuntimeLocator::set_mds_path(std::nullopt); }
-    runtime_folder(const runtime_folder&) = delete;
-    runtime_folder& operator=(const runtime_folder&) = delete;
-};
+HMODULE this_library() {
+    return GetModuleHandleW(L"QVSharedSupport.dll");
+}
 
-/// A folder of the test's own, with a file "MobileDevice.dll" copied from another.
-struct fake_runtime {
-    explicit fake_runtime(const std::filesystem::path& module) {
-        std::filesystem::create_directories(folder);
-        std::filesystem::copy_file(module, folder / "MobileDevice.dll",
-                                   std::filesystem::copy_options::overwrite_existing);
+void expect_failure(const module_calls& calls, const std::string& text) {
+    const test::captured_log log;
+    EXPECT_EQ(read_module_version(this_library(), "a {} name", calls), software_version());
+    expect_one_error(log, text);
+}
+
+TEST(read_module_version, reads_a_loaded_module) {
+    const test::captured_log log;
+    EXPECT_EQ(read_module_version(this_library(), "x"), (software_version{0, 1, 0, 0}));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(read_module_version, names_the_call_that_fails) {
+    module_calls calls;
+    calls.find_resource = [](HMODULE, LPCSTR, LPCSTR) { return HRSRC(); };
+    expect_failure(calls, "FindResource failed for module 'a {} name'");
+    calls = module_calls();
+    calls.load_resource = [](HMODULE, HRSRC) { return HGLOBAL(); };
+    expect_failure(calls, "LoadResource failed for module 'a {} name'");
+    calls = module_calls();
+    calls.lock_resource = [](HGLOBAL) { return LPVOID(); };
+    expect_failure(calls, "LockResource failed for module 'a {} name'");
+    calls = module_calls();
+    calls.sizeof_resource = [](HMODULE, HRSRC) { return DWORD(); };
+    expect_failure(calls, "SizeofResource failed for module 'a {} name'");
+    calls = module_calls();
+    calls.query_value = [](LPCVOID, LPCSTR, LPVOID*, PUINT) { return FALSE; };
+    expect_failure(calls, "VerQueryValueA failed for module 'a {} name'");
+}
+
+TEST(read_module_version, does_not_believe_every_answer) {
+    module_calls calls;
+    calls.query_value = [](LPCVOID, LPCSTR, LPVOID* value, PUINT size) {
+        *value = nullptr;
+        *size = sizeof(VS_FIXEDFILEINFO);
+        return TRUE;
+    };
+    expect_failure(calls, "VerQueryValueA failed for module 'a {} name'");
+    calls.query_value = [](LPCVOID block, LPCSTR, LPVOID* value, PUINT size) {
+        *value = const_cast<void*>(block);
+        *size = sizeof(VS_FIXEDFILEINFO) - 1;
+        return TRUE;
+    };
+    expect_failure(calls, "VerQueryValueA failed for module 'a {} name'");
+    calls.query_value = [](LPCVOID block, LPCSTR, LPVOID* value, PUINT size) {
+        *value = static_cast<char*>(const_cast<void*>(block)) + 65536;
+        *size = sizeof(VS_FIXEDFILEINFO);
+        return TRUE;
+    };
+    expect_failure(calls, "VerQueryValueA failed for module 'a {} name'");
+}
+
+/// The resource that `read_module_version` finds in the next test.
+std::vector<std::uint8_t> found_resource;
+
+TEST(read_module_version, survives_resources_with_anything_in_them) {
+    module_calls calls;
+    calls.find_resource = [](HMODULE, LPCSTR, LPCSTR)
+                              WINAPI { return reinterpret_cast<HRSRC>(found_resource.data()); };
+    calls.load_resource = [](HMODULE, HRSRC) { return HGLOBAL(found_resource.data()); };
+    calls.lock_resource = [](HGLOBAL bytes) { return bytes; };
+    calls.sizeof_resource = [](HMODULE, HRSRC) { return static_cast<DWORD>(found_resource.size()); };
+    const test::captured_log log;
+    const test::version_module whole(test::processor::amd64, 1, 2, 3, 4);
+    std::mt19937 random(6);
+    int understood = 0;
+    for (int round = 0; round != 20'000; ++round) {
+        found_resource = whole.resource;
+        // Some of the bytes up to the value, where all the lengths are, and sometimes the end.
+        for (auto changes = random() % 4; changes != 0; --changes)
+            found_resource[random() % 44] = static_cast<std::uint8_t>(random());
+        if (random() % 4 == 0) found_resource.resize(1 + random() % found_resource.size());
+        if (read_module_version(nullptr, "x", calls) == software_version{1, 2, 3, 4}) ++understood;
     }
-    ~fake_runtime() {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder, ignored);
-    }
-    fake_runtime(const fake_runtime&) = delete;
-    fake_runtime& operator=(const fake_runtime&) = delete;
+    EXPECT_GT(understood, 1'000);
+    EXPECT_EQ(log.texts("System").size() + static_cast<std::size_t>(understood), 20'000U);
+    for (const std::string& text : log.texts("System"))
+        EXPECT_EQ(text, "VerQueryValueA failed for module 'x'");
+}
 
-    std::filesystem::path folder = std::filesystem::temp_directory_path() /
-                                   (L"qv runtime \x00E9 " + std::to_wstring(GetCurrentProcessId()));
-};
-
-std::filesystem::path program_folder() {
+std::filesystem::path library_file() {
     std::wstring path(32768, L'\0');
-    path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return std::filesystem::path(path).parent_path();
+    path.resize(GetModuleFileNameW(this_library(), path.data(), static_cast<DWORD>(path.size())));
+    return path;
 }
 
-void expect_one_error(const test::captured_log& log) {
-    ASSERT_THAT(log.lines(), SizeIs(1));
-    EXPECT_EQ(static_cast<int>(log.lines().front().level), 4);
-    EXPECT_EQ(log.lines().front().logger, "System");
-}
-
-TEST(get_framework_version, reads_the_version_of_a_loaded_module) {
+TEST(read_file_version, says_why_a_file_cannot_be_mapped) {
+    module_calls calls;
+    calls.load_library = [](LPCWSTR, HANDLE, DWORD flags) {
+        EXPECT_EQ(flags, 0x22U);
+        SetLastError(ERROR_BAD_EXE_FORMAT);
+        return HMODULE();
+    };
     const test::captured_log log;
-    const software_version version = get_framework_version("QVSharedSupport.dll");
-    EXPECT_EQ(version, (software_version{0, 1, 0, 0}));
-    EXPECT_EQ(get_framework_version("QVSharedSupport.dll"sv), version);
-    EXPECT_GT(get_framework_version("kernel32"), software_version());
-    EXPECT_TRUE(log.lines().empty());
+    EXPECT_EQ(read_file_version(L"C:\\\x00E9\\x.dll", calls), software_version());
+    expect_one_error(log, "LoadLibraryExW failed for module 'C:\\\xC3\xA9\\x.dll': " +
+                              QV::get_error_string(ERROR_BAD_EXE_FORMAT));
 }
 
-TEST(get_framework_version, never_loads_a_module) {
+int unmapped = 0;
+
+TEST(read_file_version, unmaps_the_file_whatever_it_finds_there) {
+    unmapped = 0;
+    module_calls calls;
+    calls.free_library = [](HMODULE module) {
+        ++unmapped;
+        return FreeLibrary(module);
+    };
     const test::captured_log log;
-    EXPECT_EQ(get_framework_version("not_loaded.dll"), software_version());
-    expect_one_error(log);
-    EXPECT_THAT(log.texts("System").front(),
-                StartsWith("GetModuleHandleA failed for module 'not_loaded.dll': "));
+    EXPECT_EQ(read_file_version(library_file(), calls), (software_version{0, 1, 0, 0}));
+    EXPECT_EQ(unmapped, 1);
+    EXPECT_THAT(log.lines(), IsEmpty());
+    calls.find_resource = [](HMODULE, LPCSTR, LPCSTR) { return HRSRC(); };
+    EXPECT_EQ(read_file_version(library_file(), calls), software_version());
+    EXPECT_EQ(unmapped, 2);
 }
 
-TEST(get_framework_version, reads_the_name_up_to_its_first_nul) {
+TEST(read_file_version, gives_the_version_even_if_the_file_cannot_be_unmapped) {
+    module_calls calls;
+    calls.free_library = [](HMODULE module) {
+        FreeLibrary(module);
+        SetLastError(ERROR_INVALID_HANDLE);
+        return FALSE;
+    };
     const test::captured_log log;
-    EXPECT_EQ(get_framework_version("QVSharedSupport.dll\0x"sv), (software_version{0, 1, 0, 0}));
-    EXPECT_TRUE(log.lines().empty());
-    EXPECT_EQ(get_framework_version("absent.dll\0x"sv), software_version());
-    EXPECT_THAT(log.texts("System").front(), StartsWith("GetModuleHandleA failed for module 'absent.dll': "));
-}
-
-TEST(get_framework_version, says_which_module_has_no_version) {
-    // The test program itself is built without a version resource.
-    const test::captured_log log;
-    const std::string name = "devices_test.exe";
-    EXPECT_EQ(get_framework_version(name), software_version());
-    EXPECT_THAT(log.texts("System"), ElementsAre("FindResource failed for module 'devices_test.exe'"));
-    expect_one_error(log);
-}
-
-TEST(get_mobile_device_version, reads_the_file_without_loading_it) {
-    const fake_runtime fake(program_folder() / "QVLog.dll");
-    const runtime_folder folder(fake.folder);
-    const test::captured_log log;
-    EXPECT_EQ(QV::get_mobile_device_version(), (software_version{0, 1, 0, 0}));
-    EXPECT_TRUE(log.lines().empty());
-    EXPECT_EQ(GetModuleHandleW(L"MobileDevice.dll"), nullptr);
-    // Nothing keeps the file open.
-    EXPECT_TRUE(std::filesystem::remove(fake.folder / "MobileDevice.dll"));
-}
-
-TEST(get_mobile_device_version, says_that_the_file_is_missing) {
-    const runtime_folder folder(L"C:\\no such \x00E9 folder");
-    const test::captured_log log;
-    EXPECT_EQ(QV::get_mobile_device_version(), software_version());
-    expect_one_error(log);
-    EXPECT_THAT(
-        log.texts("System").front(),
-        StartsWith("LoadLibraryExW failed for module 'C:\\no such \xC3\xA9 folder\\MobileDevice.dll': "));
-}
-
-TEST(get_mobile_device_version, says_that_the_file_has_no_version) {
-    const fake_runtime fake(program_folder() / "devices_test.exe");
-    const runtime_folder folder(fake.folder);
-    const test::captured_log log;
-    EXPECT_EQ(QV::get_mobile_device_version(), software_version());
-    expect_one_error(log);
-    EXPECT_THAT(log.texts("System").front(), StartsWith("FindResource failed for module '"));
-    EXPECT_THAT(log.texts("System").front(), EndsWith("MobileDevice.dll'"));
+    EXPECT_EQ(read_file_version(library_file(), calls), (software_version{0, 1, 0, 0}));
+    const std::u8string path = library_file().u8string();
+    const std::string shown(path.begin(), path.end());
+    const std::string text =
+        "FreeLibrary failed for module '" + shown + "': " + QV::get_error_string(ERROR_INVALID_HANDLE);
+    expect_one_error(log, text);
+    calls.find_resource = [](HMODULE, LPCSTR, LPCSTR) { return HRSRC(); };
+    EXPECT_EQ(read_file_version(library_file(), calls), software_version());
+    EXPECT_THAT(log.texts("System"),
+                ElementsAre(text, "FindResource failed for module '" + shown + "'", text));
 }
 
 } // namespace
