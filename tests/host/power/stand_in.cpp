@@ -37,6 +37,17 @@ void check(bool done, const char* call) {
     if (!done) throw QV::win32_error(call);
 }
 
+// Wine may keep a program's file in use long after the process has ended: one killed before it could say
+// hello to Wine's server leaves a remnant behind. Such a file cannot be deleted, but it can be moved out of
+// the way.
+void remove_tool() {
+    for (int number = 0; exists(tool) && !DeleteFileW(tool); ++number) {
+        const std::wstring aside = L"C:\\Windows\\System32\\msinfo32.used" + std::to_wstring(number);
+        DeleteFileW(aside.c_str());
+        MoveFileW(tool, aside.c_str());
+    }
+}
+
 } // namespace
 
 bool may_be_installed() {
@@ -45,13 +56,14 @@ bool may_be_installed() {
 
 installed::installed() {
     if (exists(tool) && !exists(original)) check(MoveFileW(tool, original), "MoveFileW");
+    remove_tool();
     check(CopyFileW(helper_program("stand_in_msinfo32").c_str(), tool, FALSE), "CopyFileW");
     prefer_stand_in();
 }
 
 installed::~installed() {
     prefer_built_in();
-    DeleteFileW(tool);
+    remove_tool();
     if (exists(original)) MoveFileW(original, tool);
 }
 
@@ -66,11 +78,15 @@ director::director(const std::wstring& behaviour) {
     check(view_ != nullptr, "MapViewOfFile");
     ready_ = CreateEventW(nullptr, FALSE, FALSE, (name + L"+ready").c_str());
     check(ready_ != nullptr, "CreateEventW");
+    leave_ = CreateEventW(nullptr, TRUE, FALSE, (name + L"+leave").c_str());
+    check(leave_ != nullptr, "CreateEventW");
     SetEnvironmentVariableW(mapping_variable, name.c_str());
     SetEnvironmentVariableW(behaviour_variable, behaviour.c_str());
 }
 
 director::~director() {
+    SetEvent(leave_);
+    CloseHandle(leave_);
     CloseHandle(ready_);
     UnmapViewOfFile(view_);
     CloseHandle(mapping_);

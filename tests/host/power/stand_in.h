@@ -20,7 +20,7 @@ public:
     ~installed();
 };
 
-/// Tells the stand-ins started from now on what to do, and hears of them.
+/// Tells the stand-ins started from now on what to do, and hears of them. At its end those that stay leave.
 class director {
 public:
     explicit director(const std::wstring& behaviour);
@@ -37,6 +37,7 @@ private:
     void* mapping_;
     void* view_;
     void* ready_;
+    void* leave_;
 };
 
 } // namespace stand_in
