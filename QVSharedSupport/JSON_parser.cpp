@@ -1,6 +1,7 @@
 #include <QVSharedSupport/JSON.h>
 
-#include "JSON_rapidjson.h"
+#include "JSON_recording.h"
+#include "JSON_text_stream.h"
 
 #include <rapidjson/reader.h>
 
@@ -17,30 +18,7 @@ namespace QV::SharedSupport::JSON {
 
 namespace {
 
-using rapidjson::SizeType;
-using reader = rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, throwing_allocator>;
-
-/// Turns the reader's events into values for `Derived::add`; every number becomes a double.
-template <class Derived>
-class value_events {
-public:
-    bool Null() { return add(nullptr); }
-    bool Bool(bool truth) { return add(truth); }
-    bool Int(int number) { return add(static_cast<double>(number)); }
-    bool Uint(unsigned number) { return add(static_cast<double>(number)); }
-    bool Int64(std::int64_t number) { return add(static_cast<double>(number)); }
-    bool Uint64(std::uint64_t number) { return add(static_cast<double>(number)); }
-    bool Double(double number) { return add(number); }
-    // Numbers as text: never asked for.
-    bool RawNumber(const char*, SizeType, bool) { return false; }
-    bool String(const char* text, SizeType size, bool) { return add(std::string(text, size)); }
-
-private:
-    template <class T>
-    bool add(T&& value) {
-        return static_cast<Derived&>(*this).add(std::forward<T>(value));
-    }
-};
+using reader = rapidjson::GenericReader<text_encoding, text_encoding, throwing_allocator>;
 
 /// Builds a value event by event, each going straight into the container that is open. That is what gives
 /// names that occur twice their meaning: the value that is already there takes the events of the later one.
@@ -51,16 +29,19 @@ public:
         append(JsonValue(std::forward<T>(value)));
         return true;
     }
-    bool Key(const char* name, SizeType size, bool) {
+    bool String(const char* text, std::size_t size, bool) { return add(std::string(text, size)); }
+    bool Key(const char* name, std::size_t size, bool) {
         name_.assign(name, size);
         return true;
     }
     bool StartObject() { return open(JsonObject()); }
     bool StartArray() { return open(JsonArray()); }
-    bool EndObject(SizeType) { return close(); }
-    bool EndArray(SizeType) { return close(); }
+    bool EndObject(std::size_t) { return close(); }
+    bool EndArray(std::size_t) { return close(); }
 
     JsonValue take() { return std::move(root_); }
+
+    std::string_view last_run; ///< Of no use here.
 
 private:
     // Where the value stands; for a name that is there already, the value of before.
@@ -93,63 +74,10 @@ private:
     std::string name_;
 };
 
-/// Builds the same value with the fewest allocations: what belongs into a container waits on a stack until
-/// its number is known, so that arrays and tables of members are made once, in their final size.
-///
-/// It stops at the first name that occurs twice in an object: such text is direct_builder's.
-class exact_builder : public value_events<exact_builder> {
-public:
-    template <class T>
-    bool add(T&& value) {
-        values_.emplace_back(std::forward<T>(value));
-        return true;
-    }
-    bool Key(const char* name, SizeType size, bool) {
-        names_.emplace_back(name, size);
-        return true;
-    }
-    bool StartObject() { return open(); }
-    bool StartArray() { return open(); }
-    bool EndObject(SizeType count) {
-        JsonObject members;
-        // An empty object needs no table, yet would be given one.
-        if (count != 0) members.reserve(count);
-        const auto first_name = names_.end() - static_cast<std::ptrdiff_t>(count);
-        const auto first_value = values_.end() - static_cast<std::ptrdiff_t>(count);
-        auto value = first_value;
-        for (auto name = first_name; name != names_.end(); ++name, ++value) {
-            if (!members.try_emplace(std::move(*name), std::move(*value)).second) return false;
-        }
-        names_.erase(first_name, names_.end());
-        return close(first_value, std::move(members));
-    }
-    bool EndArray(SizeType count) {
-        const auto first = values_.end() - static_cast<std::ptrdiff_t>(count);
-        return close(first,
-                     JsonArray(std::make_move_iterator(first), std::make_move_iterator(values_.end())));
-    }
-
-    JsonValue take() { return std::move(values_.front()); }
-
-private:
-    bool open() { return depth_++ != max_depth; }
-    template <class Container>
-    bool close(std::vector<JsonValue>::iterator first, Container&& container) {
-        --depth_;
-        values_.erase(first, values_.end());
-        values_.emplace_back(std::forward<Container>(container));
-        return true;
-    }
-
-    std::vector<JsonValue> values_;
-    std::vector<std::string> names_;
-    std::size_t depth_ = 0;
-};
-
 // Whether the text is one value. Its end is its first NUL: the reader never learns the length.
 template <class Builder>
 bool read(const std::string& text, Builder& builder) {
-    rapidjson::StringStream stream(text.c_str());
+    text_stream stream(text, builder.last_run);
     return !reader().Parse(stream, builder).IsError();
 }
 
@@ -197,8 +125,10 @@ std::string with_short_exponents(const std::string& text) {
 
 JsonValue parse_text(const std::string& text) {
     {
-        exact_builder builder;
-        if (read(text, builder)) return builder.take();
+        recording events;
+        if (read(text, events)) {
+            if (auto value = events.make_value()) return *std::move(value);
+        }
     }
     // A name that occurs twice, or an error: which of the two comes first decides what is thrown.
     direct_builder builder;

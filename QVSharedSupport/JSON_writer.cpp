@@ -13,10 +13,9 @@ namespace QV::SharedSupport::JSON {
 
 namespace {
 
-using utf8 = rapidjson::UTF8<>;
-using buffer = rapidjson::GenericStringBuffer<utf8, throwing_allocator>;
-using compact_writer = rapidjson::Writer<buffer, utf8, utf8, throwing_allocator>;
-using pretty_writer = rapidjson::PrettyWriter<buffer, utf8, utf8, throwing_allocator>;
+using buffer = rapidjson::GenericStringBuffer<text_encoding, throwing_allocator>;
+using compact_writer = rapidjson::Writer<buffer, text_encoding, text_encoding, throwing_allocator>;
+using pretty_writer = rapidjson::PrettyWriter<buffer, text_encoding, text_encoding, throwing_allocator>;
 
 template <class Writer>
 void write(Writer& writer, const JsonValue& value);

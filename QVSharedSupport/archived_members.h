@@ -2,13 +2,18 @@
 
 #include <CFAdapters/Array.h>
 #include <CFAdapters/Dictionary.h>
+#include <CFAdapters/String.h>
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 /// Where the classes that containers are archived as keep their members.
 namespace QV::archived_members {
+
+/// The string of a text or key; empty if that is not UTF-8. @throws std::bad_alloc
+CF::String string_of(std::string_view text);
 
 /// Whether a class of this name is read as an array: arrays, and sets of both kinds.
 bool is_array_class(const std::string& class_name);

@@ -11,6 +11,8 @@ namespace {
 constexpr std::string_view uid_key = "CF$UID";
 /// As long as the other, and of no meaning to the parser.
 constexpr std::string_view plain_key = "DF$UID";
+const CF::String uid_key_string(CFSTR("CF$UID"));
+const CF::String plain_key_string(CFSTR("DF$UID"));
 
 /// Whether an object is none of those whose type says that they cannot be references.
 bool may_be_reference(const CF::AutoPointer& object) {
@@ -30,7 +32,8 @@ std::optional<keyed_archiver_uid> extract_uid(CF::AutoPointer object) {
     if (!may_be_reference(object)) return std::nullopt;
     // A dictionary that was never parsed. What is larger than a reference is not worth writing out.
     if (const CF::Dictionary dictionary(object); dictionary) {
-        const CF::Number number = dictionary.size() == 1 ? dictionary.get<CF::Number>(uid_key) : CF::Number();
+        const CF::Number number =
+            dictionary.size() == 1 ? dictionary.get<CF::Number>(uid_key_string) : CF::Number();
         return number ? std::optional(uid_of(number)) : std::nullopt;
     }
     // No public function reads an archive reference. Written out it is a dictionary; under another key it
@@ -50,7 +53,7 @@ std::optional<keyed_archiver_uid> extract_uid(CF::AutoPointer object) {
                                     static_cast<CFIndex>(xml.size()), kCFAllocatorNull));
     const CF::Dictionary read = CF::Dictionary::adopt(CFPropertyListCreateWithData(
         kCFAllocatorDefault, changed.get(), kCFPropertyListImmutable, nullptr, nullptr));
-    const CF::Number number = read.size() == 1 ? read.get<CF::Number>(plain_key) : CF::Number();
+    const CF::Number number = read.size() == 1 ? read.get<CF::Number>(plain_key_string) : CF::Number();
     return number ? std::optional(uid_of(number)) : std::nullopt;
 }
 

@@ -1,5 +1,7 @@
 #include <QVSharedSupport/keyed_archiver.h>
 
+#include "archived_members.h"
+
 #include <fmt/format.h>
 
 #include <new>
@@ -11,6 +13,8 @@ namespace {
 using QV::detail::keyed_archiver_uid;
 
 const CF::String uid_key(CFSTR("CF$UID"));
+const CF::String class_name_key(CFSTR("$classname"));
+const CF::String classes_key(CFSTR("$classes"));
 
 void require(bool done) {
     if (!done) throw std::bad_alloc();
@@ -90,6 +94,12 @@ const CF::String& detail::null_object_reference_name() {
 const CF::String& detail::root_object_key() {
     static const CF::String key(CFSTR("root"));
     return key;
+}
+
+CF::String detail::archived_text(std::string_view text) {
+    CF::String string = archived_members::string_of(text);
+    if (!string) throw std::invalid_argument("A text of a keyed archive is not UTF-8");
+    return string;
 }
 
 keyed_archiver::keyed_archiver()
@@ -210,7 +220,7 @@ detail::keyed_archiver_uid keyed_archiver::encode_object(const void* object) {
 
 void keyed_archiver::set_object_impl(encoding_context& context, const std::string& key,
                                      const CF::Type& object) {
-    const CF::String name(key);
+    const CF::String name = archived_members::string_of(key);
     if (!name) throw std::invalid_argument("A key of a keyed archive is not UTF-8");
     require(context.keys.set(name, object));
 }
@@ -238,9 +248,10 @@ detail::keyed_archiver_uid keyed_archiver::append(const CF::Type& entry) {
 
 detail::keyed_archiver_uid keyed_archiver::class_reference(const std::string& name) {
     if (const auto found = classes_.find(name); found != classes_.end()) return found->second;
-    const CF::String text(name);
-    const CF::Dictionary description = CF::Dictionary::of(
-        {{"$classname", text}, {"$classes", CF::Array::of(text, CF::String(CFSTR("NSObject")))}});
+    const CF::AutoPointer text = detail::archived_text(name);
+    CF::MutableDictionary description = CF::MutableDictionary::create();
+    require(description.set(class_name_key, text) &&
+            description.set(classes_key, detail::made(CF::Array::of(text, CF::String(CFSTR("NSObject"))))));
     return classes_.emplace(name, append(description)).first->second;
 }
 

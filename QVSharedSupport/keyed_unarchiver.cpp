@@ -14,6 +14,8 @@ namespace {
 
 const CF::String class_key(CFSTR("$class"));
 const CF::String class_name_key(CFSTR("$classname"));
+const CF::String objects_key(CFSTR("$objects"));
+const CF::String top_key(CFSTR("$top"));
 
 /// Whether other objects can be reached from this one.
 bool is_container(const CF::AutoPointer& object) {
@@ -31,8 +33,8 @@ std::optional<detail::archived_class> detail::decode(archived_class*, keyed_unar
 keyed_unarchiver::keyed_unarchiver(CF::Array objects) : objects_(std::move(objects)) {}
 
 keyed_unarchiver keyed_unarchiver::open(const CF::Dictionary& archive, unknown_classes unknown) {
-    keyed_unarchiver unarchiver(archive.get<CF::Array>("$objects"));
-    unarchiver.top_ = archive.get<CF::Dictionary>("$top");
+    keyed_unarchiver unarchiver(archive.get<CF::Array>(objects_key));
+    unarchiver.top_ = archive.get<CF::Dictionary>(top_key);
     unarchiver.unknown_ = unknown;
     if (!unarchiver.objects_ || !unarchiver.top_)
         throw std::invalid_argument("The dictionary is not a keyed archive");
@@ -69,7 +71,8 @@ std::optional<std::string> keyed_unarchiver::get_class() {
 
 std::optional<CF::AutoPointer> keyed_unarchiver::value_for(const std::string& key) {
     const CF::Dictionary current(get_raw());
-    CF::AutoPointer value = current[key.starts_with('$') ? fmt::format("${}", key) : key];
+    CF::AutoPointer value =
+        current[archived_members::string_of(key.starts_with('$') ? fmt::format("${}", key) : key)];
     return value ? std::optional(std::move(value)) : std::nullopt;
 }
 

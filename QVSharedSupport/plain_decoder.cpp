@@ -12,6 +12,12 @@ namespace QV {
 namespace {
 
 const CF::String class_key(CFSTR("$class"));
+const CF::String string_key(CFSTR("NS.string"));
+const CF::String data_key(CFSTR("NS.data"));
+const CF::String integer_key(CFSTR("NS.intval"));
+const CF::String real_key(CFSTR("NS.dblval"));
+const CF::String boolean_key(CFSTR("NS.boolval"));
+const CF::String time_key(CFSTR("NS.time"));
 
 /// Whether an object stands for itself.
 bool is_plain(const CF::AutoPointer& object) {
@@ -21,11 +27,6 @@ bool is_plain(const CF::AutoPointer& object) {
 
 std::string type_name(const CF::AutoPointer& object) {
     return CF::String::adopt(CFCopyTypeIDDescription(object.type_id())).to_string();
-}
-
-CF::AutoPointer made(CF::AutoPointer container) {
-    if (!container) throw std::bad_alloc();
-    return container;
 }
 
 std::vector<const void*> raw(const std::vector<CF::AutoPointer>& objects) {
@@ -96,7 +97,7 @@ std::optional<CF::AutoPointer> plain_decoder::begin() {
 }
 
 // What an object has under a key, there or referred to.
-CF::AutoPointer plain_decoder::member(const CF::Dictionary& object, std::string_view key) const {
+CF::AutoPointer plain_decoder::member(const CF::Dictionary& object, const CF::String& key) const {
     CF::AutoPointer value = object[key];
     const std::optional<detail::keyed_archiver_uid> uid = detail::extract_uid(value);
     return uid ? unarchiver_.get_raw(*uid) : value;
@@ -105,16 +106,16 @@ CF::AutoPointer plain_decoder::member(const CF::Dictionary& object, std::string_
 // What stands for an object without members of its own; empty if it is none, or has not what it needs.
 CF::AutoPointer plain_decoder::simple_value(const CF::Dictionary& object,
                                             const std::string& class_name) const {
-    if (CF::validate_name<CF::String>(class_name)) return CF::String(member(object, "NS.string"));
-    if (CF::validate_name<CF::Data>(class_name)) return CF::Data(member(object, "NS.data"));
+    if (CF::validate_name<CF::String>(class_name)) return CF::String(member(object, string_key));
+    if (CF::validate_name<CF::Data>(class_name)) return CF::Data(member(object, data_key));
     if (CF::validate_name<CF::Number>(class_name)) {
-        for (const char* key : {"NS.intval", "NS.dblval"})
+        for (const CF::String& key : {integer_key, real_key})
             if (CF::Number number(member(object, key)); number) return number;
-        return CF::Boolean(member(object, "NS.boolval"));
+        return CF::Boolean(member(object, boolean_key));
     }
     if (class_name == "NSDate") {
-        const CF::Number time(member(object, "NS.time"));
-        return time ? CF::AutoPointer(CF::Date(time.value<double>())) : CF::AutoPointer();
+        const CF::Number time(member(object, time_key));
+        return time ? detail::made(CF::Date(time.value<double>())) : CF::AutoPointer();
     }
     return class_name == "NSNull" ? CF::AutoPointer(kCFNull) : CF::AutoPointer();
 }
@@ -177,10 +178,10 @@ void plain_decoder::accept(const CF::AutoPointer& value) {
 CF::AutoPointer plain_decoder::leave_container() {
     const container inner = std::move(containers_.back());
     containers_.pop_back();
-    if (!inner.is_dictionary) return leave_object(made(CF::Array::from(inner.values)));
+    if (!inner.is_dictionary) return leave_object(detail::made(CF::Array::from(inner.values)));
     std::vector<const void*> keys = raw(inner.keys);
     std::vector<const void*> values = raw(inner.values);
-    return leave_object(made(CF::Dictionary::adopt(CFDictionaryCreate(
+    return leave_object(detail::made(CF::Dictionary::adopt(CFDictionaryCreate(
         kCFAllocatorDefault, keys.data(), values.data(), static_cast<CFIndex>(values.size()),
         &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks))));
 }

@@ -33,7 +33,7 @@ private:
     std::optional<CF::AutoPointer> visit_next();
     std::optional<CF::AutoPointer> begin();
     std::optional<CF::AutoPointer> begin_object(const CF::Dictionary& object, const std::string& class_name);
-    CF::AutoPointer member(const CF::Dictionary& object, std::string_view key) const;
+    CF::AutoPointer member(const CF::Dictionary& object, const CF::String& key) const;
     CF::AutoPointer simple_value(const CF::Dictionary& object, const std::string& class_name) const;
     void begin_array(const CF::Array& references);
     void begin_dictionary(const CF::Array& keys, const CF::Array& values);

@@ -50,10 +50,13 @@ struct JsonValue : JsonVariant {
     JsonValue() = default;
 
     // Implicit, as those of the variant are.
-    JsonValue(JsonObject members) : JsonVariant(std::move(members)) {}
-    JsonValue(JsonArray elements) : JsonVariant(std::move(elements)) {}
+    JsonValue(const JsonObject& members) : JsonVariant(members) {}
+    JsonValue(JsonObject&& members) noexcept : JsonVariant(std::move(members)) {}
+    JsonValue(const JsonArray& elements) : JsonVariant(elements) {}
+    JsonValue(JsonArray&& elements) noexcept : JsonVariant(std::move(elements)) {}
     JsonValue(double number) noexcept : JsonVariant(number) {}
-    JsonValue(std::string text) : JsonVariant(std::move(text)) {}
+    JsonValue(const std::string& text) : JsonVariant(text) {}
+    JsonValue(std::string&& text) noexcept : JsonVariant(std::move(text)) {}
     JsonValue(bool truth) noexcept : JsonVariant(truth) {}
     JsonValue(std::nullptr_t null) noexcept : JsonVariant(null) {}
 

@@ -63,6 +63,16 @@ using converted_integer = std::conditional_t<
         std::conditional_t<sizeof(T) == 2, unsigned short,
                            std::conditional_t<sizeof(T) == 4, unsigned int, unsigned long long>>>>;
 
+/// The string of a text. @throws std::invalid_argument "A text of a keyed archive is not UTF-8"
+/// @throws std::bad_alloc
+QV_EXPORT CF::String archived_text(std::string_view text);
+
+/// The object, or std::bad_alloc if it is empty: then it could not be made.
+inline CF::AutoPointer made(CF::AutoPointer object) {
+    if (!object) throw std::bad_alloc();
+    return object;
+}
+
 /// The object that stands for a native value; empty for an optional without a value.
 /// @throws std::invalid_argument "A text of a keyed archive is not UTF-8"
 /// @throws std::bad_alloc
@@ -73,24 +83,22 @@ CF::AutoPointer archived_object(const T& value) {
     } else if constexpr (is_optional<T>) {
         return value ? archived_object(*value) : CF::AutoPointer();
     } else if constexpr (std::same_as<T, bool>) {
-        return make_cf_type_t<bool>{}(value);
+        return made(make_cf_type_t<bool>{}(value));
     } else if constexpr (std::integral<T>) {
-        return make_cf_type_t<converted_integer<T>>{}(static_cast<converted_integer<T>>(value));
+        return made(make_cf_type_t<converted_integer<T>>{}(static_cast<converted_integer<T>>(value)));
     } else if constexpr (std::floating_point<T>) {
-        return make_cf_type_t<double>{}(static_cast<double>(value));
+        return made(make_cf_type_t<double>{}(static_cast<double>(value)));
     } else if constexpr (std::convertible_to<const T&, std::string_view>) {
-        CF::String text = make_cf_type_t<std::string_view>{}(value);
-        if (!text) throw std::invalid_argument("A text of a keyed archive is not UTF-8");
-        return text;
+        return archived_text(value);
     } else if constexpr (std::convertible_to<const T&, std::span<const std::byte>>) {
-        return make_cf_type_t<std::span<std::byte>>{}(value);
+        return made(make_cf_type_t<std::span<std::byte>>{}(value));
     } else if constexpr (is_vector<T>) {
         static_assert(!is_optional<typename T::value_type>, "an array has no place for what is missing");
         std::vector<CF::AutoPointer> elements;
         elements.reserve(value.size());
         for (const typename T::value_type& element : value)
             elements.push_back(archived_object<typename T::value_type>(element));
-        return CF::Array::from(elements);
+        return made(CF::Array::from(elements));
     } else {
         static_assert(string_map<T>, "a keyed archive cannot hold a value of this type");
         static_assert(!is_optional<typename T::mapped_type>, "a dictionary has no place for what is missing");

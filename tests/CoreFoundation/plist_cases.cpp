@@ -133,15 +133,15 @@ object make_uid(std::uint64_t value) {
 }
 
 object make_array(const Value& members) {
-    const auto array = adopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
+    const auto array = own(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
     for (const Value& member : members.GetArray())
         CFArrayAppendValue(array.get(), make_object(member).get());
     return object(CFArrayCreateCopy(nullptr, array.get()));
 }
 
 object make_dictionary(const Value& entries) {
-    auto dictionary = adopt(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                      &kCFTypeDictionaryValueCallBacks));
+    auto dictionary = own(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                    &kCFTypeDictionaryValueCallBacks));
     for (const Value& entry : entries.GetArray()) {
         const object key =
             entry[0].IsString() ? object(make_string(text(entry[0])).release()) : make_object(entry[0]);
@@ -191,7 +191,7 @@ std::string canonical_dictionary(CFDictionaryRef dictionary) {
 }
 
 std::string canonical_uid(CFTypeRef uid) {
-    const auto description = adopt(CFCopyDescription(uid));
+    const auto description = own(CFCopyDescription(uid));
     const std::string whole = text_of(description.get());
     const std::size_t at = whole.find("value = ");
     return "uid " + (at == std::string::npos ? whole : whole.substr(at + 8, whole.find('}', at) - at - 8));
@@ -332,7 +332,7 @@ object make_object(const Value& notation) {
         return object(CFURLCreateWithString(nullptr, string.get(), nullptr));
     }
     if (type == "set") {
-        const auto set = adopt(CFSetCreateMutable(nullptr, 0, &kCFTypeSetCallBacks));
+        const auto set = own(CFSetCreateMutable(nullptr, 0, &kCFTypeSetCallBacks));
         for (const Value& member : notation["v"].GetArray())
             CFSetAddValue(set.get(), make_object(member).get());
         return object(CFSetCreateCopy(nullptr, set.get()));
@@ -372,7 +372,7 @@ std::string canonical(CFTypeRef value) {
         return joined(std::move(parts), "set(", ")", true);
     }
     if (type == CFURLGetTypeID()) return "url " + text_of(CFURLGetString(static_cast<CFURLRef>(value)));
-    const auto name = adopt(CFCopyTypeIDDescription(type));
+    const auto name = own(CFCopyTypeIDDescription(type));
     if (text_of(name.get()) == "CFKeyedArchiverUID") return canonical_uid(value);
     return "some " + text_of(name.get());
 }

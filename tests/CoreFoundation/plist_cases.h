@@ -3,31 +3,20 @@
 #ifndef TESTS_COREFOUNDATION_PLIST_CASES_H
 #define TESTS_COREFOUNDATION_PLIST_CASES_H
 
-#include <CoreFoundation/CoreFoundation.h>
+#include "objects.h"
 
 #include <rapidjson/document.h>
 
 #include <filesystem>
 #include <functional>
-#include <memory>
 #include <string>
 #include <string_view>
-#include <type_traits>
 #include <vector>
 
 namespace plist_cases {
 
-/// Releases a CoreFoundation object.
-struct releaser {
-    void operator()(const void* object) const { CFRelease(object); }
-};
-/// Owns one reference.
-template <typename Ref>
-using owned = std::unique_ptr<std::remove_pointer_t<Ref>, releaser>;
-template <typename Ref>
-owned<Ref> adopt(Ref made) {
-    return owned<Ref>(made);
-}
+using objects::own;
+using objects::owned;
 using object = owned<CFTypeRef>;
 
 /// tests/data, wherever the tests are run from.

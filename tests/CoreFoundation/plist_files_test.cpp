@@ -12,7 +12,7 @@
 
 namespace {
 
-using plist_cases::adopt;
+using objects::own;
 using plist_cases::object;
 using plist_cases::owned;
 

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <string>
@@ -12,7 +13,7 @@
 
 namespace {
 
-using plist_cases::adopt;
+using objects::own;
 using plist_cases::make_data;
 using plist_cases::make_string;
 using plist_cases::object;
@@ -32,7 +33,7 @@ std::string problem_of(string_view bytes, CFOptionFlags options = 0) {
     const owned<CFErrorRef> error(raw_error);
     EXPECT_EQ(value, nullptr);
     if (error == nullptr) return "no error";
-    const auto info = adopt(CFErrorCopyUserInfo(error.get()));
+    const auto info = own(CFErrorCopyUserInfo(error.get()));
     return text_of(static_cast<CFStringRef>(CFDictionaryGetValue(info.get(), kCFErrorDebugDescriptionKey)));
 }
 
@@ -57,7 +58,7 @@ std::string write_problem(CFTypeRef value, CFPropertyListFormat format) {
     EXPECT_EQ(data, nullptr);
     if (error == nullptr) return "no error";
     EXPECT_EQ(CFErrorGetCode(error.get()), kCFPropertyListWriteStreamError);
-    const auto info = adopt(CFErrorCopyUserInfo(error.get()));
+    const auto info = own(CFErrorCopyUserInfo(error.get()));
     return text_of(static_cast<CFStringRef>(CFDictionaryGetValue(info.get(), kCFErrorDebugDescriptionKey)));
 }
 
@@ -346,35 +347,66 @@ TEST(PlistLimits, NestingOfWhatIsRead) {
     EXPECT_EQ(read(nest("<plist>", "", "", 1'000'000)), nullptr);
 }
 
+/// A binary list put together object by object; references take four bytes.
+class binary_list {
+public:
+    /// Adds the first bytes of an object, and references to others; returns its number.
+    std::uint32_t add(const std::string& head, const std::vector<std::uint32_t>& references = {}) {
+        offsets_.push_back(static_cast<std::uint32_t>(bytes_.size()));
+        bytes_ += head;
+        for (const std::uint32_t reference : references)
+            bytes_ += big_endian(reference, 4);
+        return static_cast<std::uint32_t>(offsets_.size() - 1);
+    }
+    std::uint32_t add_array(const std::vector<std::uint32_t>& elements) { return add_all('\xAF', elements); }
+    std::uint32_t add_set(const std::vector<std::uint32_t>& elements) { return add_all('\xCF', elements); }
+    std::uint32_t add_integer(std::uint32_t value) {
+        std::string head = "\x12";
+        head += big_endian(value, 4);
+        return add(head);
+    }
+    /// The list with the object added last as its root.
+    std::string finish() const {
+        std::string list = bytes_;
+        for (const std::uint32_t offset : offsets_)
+            list += big_endian(offset, 4);
+        list.append(6, '\0');
+        list += "\x04\x04";
+        list += big_endian(offsets_.size(), 8);
+        list += big_endian(offsets_.size() - 1, 8);
+        list += big_endian(bytes_.size(), 8);
+        return list;
+    }
+
+private:
+    std::uint32_t add_all(char marker, const std::vector<std::uint32_t>& references) {
+        std::string head = {marker, '\x12'};
+        head += big_endian(references.size(), 4);
+        return add(head, references);
+    }
+    static std::string big_endian(std::uint64_t value, int size) {
+        std::string bytes;
+        for (int shift = 8 * (size - 1); shift >= 0; shift -= 8)
+            bytes += static_cast<char>(value >> shift & 0xFF);
+        return bytes;
+    }
+
+    std::string bytes_ = "bplist00";
+    std::vector<std::uint32_t> offsets_;
+};
+
 // A binary list in which every array holds the one before, and the root all of them: no reader is ever inside
 // more than two, but the last is as deep as there are arrays.
 std::string binary_ladder(int arrays) {
-    const auto two_bytes = [](int value) {
-        return std::string{static_cast<char>(value >> 8), static_cast<char>(value & 0xFF)};
-    };
-    std::string list = "bplist00";
-    std::vector<int> offsets = {8};
-    list += "\xAF\x11";
-    list += two_bytes(arrays);
-    for (int i = 1; i <= arrays; ++i)
-        list += two_bytes(i);
-    for (int i = 1; i <= arrays; ++i) {
-        offsets.push_back(static_cast<int>(list.size()));
-        list += "\xA1";
-        list += two_bytes(i == 1 ? arrays + 1 : i - 1);
+    binary_list list;
+    std::vector<std::uint32_t> all;
+    std::uint32_t inner = list.add("\x09");
+    for (int i = 0; i < arrays; ++i) {
+        inner = list.add_array({inner});
+        all.push_back(inner);
     }
-    offsets.push_back(static_cast<int>(list.size()));
-    list += '\x09';
-    const int table = static_cast<int>(list.size());
-    for (const int offset : offsets)
-        list += two_bytes(offset);
-    list.append(6, '\0');
-    list += "\x02\x02";
-    list.append(6, '\0');
-    list += two_bytes(static_cast<int>(offsets.size()));
-    list.append(8 + 6, '\0');
-    list += two_bytes(table);
-    return list;
+    list.add_array(all);
+    return list.finish();
 }
 
 TEST(PlistLimits, NestingThroughSharedObjects) {
@@ -449,6 +481,46 @@ TEST(PlistThreads, ReadAndWriteTheSameObjects) {
     for (std::thread& each : threads)
         each.join();
     EXPECT_EQ(wrong, std::vector<int>(4, 0));
+}
+
+// A set of as many arrays, each of one number of its own: all of one hash.
+std::string set_of_arrays(std::uint32_t count) {
+    binary_list list;
+    std::vector<std::uint32_t> arrays;
+    for (std::uint32_t i = 0; i < count; ++i)
+        arrays.push_back(list.add_array({list.add_integer(i)}));
+    list.add_set(arrays);
+    return list.finish();
+}
+
+TEST(PlistHostility, SetsOfSomeThousandArraysAreRead) {
+    const object set = read(set_of_arrays(3000));
+    ASSERT_NE(set, nullptr);
+    EXPECT_EQ(CFSetGetCount(static_cast<CFSetRef>(set.get())), 3000);
+}
+
+// Would otherwise take until tomorrow.
+TEST(PlistHostility, SetsThatTakeTooLongToCompareAreRefused) {
+    EXPECT_EQ(read(set_of_arrays(300'000)), nullptr);
+}
+
+TEST(PlistHostility, ListsThatHoldEachOtherOverAndOverAreRefusedInASet) {
+    binary_list list;
+    std::uint32_t one = list.add_array({list.add_integer(1)});
+    std::uint32_t other = list.add_array({list.add_integer(1)});
+    for (int level = 0; level < 60; ++level) {
+        one = list.add_array({one, one});
+        other = list.add_array({other, other});
+    }
+    list.add_set({one, other});
+    EXPECT_EQ(read(list.finish()), nullptr);
+}
+
+TEST(PlistHostility, LimitsAreGoneAfterwards) {
+    EXPECT_EQ(read(set_of_arrays(300'000)), nullptr);
+    const object one = read("(1, 2, (3))");
+    const object other = read("(1, 2, (3))");
+    EXPECT_TRUE(CFEqual(one.get(), other.get()));
 }
 
 /// An allocator that fails from some call on, and counts what it has given out.

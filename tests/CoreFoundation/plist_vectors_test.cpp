@@ -9,7 +9,7 @@
 
 namespace {
 
-using plist_cases::adopt;
+using objects::own;
 using plist_cases::object;
 using plist_cases::owned;
 using rapidjson::Value;
@@ -67,10 +67,10 @@ std::string compare_error(CFErrorRef error, const Value& expected) {
     if (plist_cases::text_of(CFErrorGetDomain(error)) != expected_text(expected["domain"]))
         return "wrong domain";
     if (CFErrorGetCode(error) != expected["code"].GetInt()) return "wrong code";
-    if (plist_cases::text_of(adopt(CFErrorCopyDescription(error)).get()) != description)
+    if (plist_cases::text_of(own(CFErrorCopyDescription(error)).get()) != description)
         return "wrong description";
 
-    const auto info = adopt(CFErrorCopyUserInfo(error));
+    const auto info = own(CFErrorCopyUserInfo(error));
     const auto* debug = static_cast<CFStringRef>(
         CFDictionaryGetValue(info.get(), plist_cases::make_string("NSDebugDescription").get()));
     if (debug == nullptr || CFStringGetLength(debug) == 0) return "no debug description";
@@ -115,7 +115,7 @@ std::string run_read(const Value& test_case) {
     const owned<CFErrorRef> error(raw_error);
     if (value == nullptr) {
         if (expected["ok"].GetBool()) {
-            const auto why = adopt(CFCopyDescription(error.get()));
+            const auto why = own(CFCopyDescription(error.get()));
             return "refused: " + plist_cases::text_of(why.get());
         }
         if (format != untouched) return "the format was changed";
@@ -152,7 +152,7 @@ private:
 };
 
 object programs::array_of(CFTypeRef member, int count) {
-    auto array = adopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
+    auto array = own(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
     for (int i = 0; i < count; ++i)
         CFArrayAppendValue(array.get(), member);
     return object(array.release());
@@ -179,7 +179,7 @@ object programs::make(const std::string& name) {
         return array_of(array_of(plist_cases::make_string("q").get(), 1).get(), 2);
     if (name == "null-pointer") return {};
     if (name == "mutable-string") {
-        auto text = adopt(CFStringCreateMutable(nullptr, 0));
+        auto text = own(CFStringCreateMutable(nullptr, 0));
         CFStringAppend(text.get(), plist_cases::make_string("m<").get());
         return object(text.release());
     }
@@ -203,8 +203,8 @@ public:
     explicit cycle(bool through_dictionary)
         : array_(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks)) {
         if (through_dictionary) {
-            const auto dictionary = adopt(CFDictionaryCreateMutable(
-                nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+            const auto dictionary = own(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                                  &kCFTypeDictionaryValueCallBacks));
             CFDictionarySetValue(dictionary.get(), plist_cases::make_string("k").get(), array_.get());
             CFArrayAppendValue(array_.get(), dictionary.get());
         } else {
@@ -255,7 +255,7 @@ std::string write_and_compare(CFTypeRef value, CFPropertyListFormat format, cons
         return compare_bytes(data.get(), expected);
     }
     if (expected["ok"].GetBool())
-        return "not written: " + plist_cases::text_of(adopt(CFCopyDescription(error.get())).get());
+        return "not written: " + plist_cases::text_of(own(CFCopyDescription(error.get())).get());
     return compare_error(error.get(), expected["error"]);
 }
 
@@ -312,7 +312,7 @@ std::string run_deep_copy(const Value& test_case) {
     if ((copy == value) != expected["same_pointer"].GetBool()) return "wrong identity";
     if ((CFEqual(copy.get(), value.get()) != 0) != expected["equal"].GetBool()) return "wrong equality";
     if (expected.HasMember("described_as")) {
-        const std::string description = plist_cases::text_of(adopt(CFCopyDescription(copy.get())).get());
+        const std::string description = plist_cases::text_of(own(CFCopyDescription(copy.get())).get());
         if (description.find("type = " + expected_text(expected["described_as"])) == std::string::npos)
             return description;
     }

@@ -1,10 +1,9 @@
 // Runs the recorded answers in tests/data/vectors against the library.
 #pragma once
 
-#include <CoreFoundation/CoreFoundation.h>
+#include "objects.h"
 
 #include <functional>
-#include <memory>
 #include <optional>
 #include <rapidjson/document.h>
 #include <string>
@@ -14,16 +13,8 @@ namespace vectors {
 
 using json = rapidjson::Value;
 
-/// Releases an object at the end of its scope.
-struct releaser {
-    void operator()(const void* object) const { CFRelease(object); }
-};
-template <typename Ref>
-using owned = std::unique_ptr<std::remove_pointer_t<Ref>, releaser>;
-template <typename Ref>
-owned<Ref> own(Ref object) {
-    return owned<Ref>(object);
-}
+using objects::own;
+using objects::owned;
 
 /// What a case came to: nothing if the answer is the recorded one, else what differs.
 using difference = std::optional<std::string>;

@@ -109,6 +109,40 @@ TEST(JSON_parser, decodes_escapes_and_leaves_other_bytes_as_they_are) {
     expect_refused("\"\x1F\"");
 }
 
+// Runs of plain characters are taken at once, in blocks: whatever ends them ends them at every place of a
+// block.
+TEST(JSON_parser, takes_strings_apart_at_every_place) {
+    for (std::size_t before = 0; before != 40; ++before) {
+        for (std::size_t after : {0U, 1U, 7U, 8U, 9U}) {
+            const std::string left(before, 'x');
+            const std::string right(after, '\x7F');
+            EXPECT_EQ(parse('"' + left + right + '"'), JsonValue(left + right));
+            EXPECT_EQ(parse('"' + left + "\\n" + right + '"'), JsonValue(left + "\n" + right));
+            EXPECT_EQ(parse('"' + left + "\\\"" + right + '"'), JsonValue(left + "\"" + right));
+            EXPECT_EQ(parse('"' + left + "\xC3\xA9\x80\xFF" + right + '"'),
+                      JsonValue(left + "\xC3\xA9\x80\xFF" + right));
+            for (const char control : {'\x01', '\t', '\n', '\x1A', '\x1F'})
+                expect_refused('"' + left + control + right + '"');
+            expect_refused('"' + left + right);
+        }
+    }
+    // As long as the string before it, and of escapes only.
+    EXPECT_EQ(parse(R"(["ab","\n\t","cd\n","cd",""])"), JsonValue(JsonArray{"ab", "\n\t", "cd\n", "cd", ""}));
+    EXPECT_EQ(parse(R"({"ab":"\n\t","\n\t":"ab"})"), JsonValue(JsonObject{{"ab", "\n\t"}, {"\n\t", "ab"}}));
+}
+
+TEST(JSON_parser, takes_any_number_of_blanks) {
+    for (std::size_t count = 0; count != 40; ++count) {
+        const std::string blanks(count, ' ');
+        const std::string lines = blanks + "\n" + blanks + "\r\t" + blanks;
+        EXPECT_EQ(
+            parse(lines + "[" + lines + "1" + lines + "," + lines + "{" + lines + "}" + lines + "]" + lines),
+            JsonValue(JsonArray{1.0, JsonObject{}}));
+        expect_refused(lines);
+        expect_refused(lines + "\v1");
+    }
+}
+
 TEST(JSON_parser, keeps_the_first_of_two_members_of_one_name) {
     EXPECT_EQ(parse(R"({"a":1,"a":2})"), JsonValue(JsonObject{{"a", 1.0}}));
     EXPECT_EQ(parse(R"({"a":1,"b":2,"a":"x","a":null})"), JsonValue(JsonObject{{"a", 1.0}, {"b", 2.0}}));

@@ -67,12 +67,29 @@ bool rounds_without_a_flag(double number) {
     return std::fetestexcept(FE_INVALID | FE_INEXACT) == 0;
 }
 
+constexpr int rounding_modes[] = {FE_TONEAREST, FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO};
+
+/// Rounds in another mode while it lives.
+class rounding {
+public:
+    explicit rounding(int mode) : before_(std::fegetround()) { EXPECT_EQ(std::fesetround(mode), 0); }
+    rounding(const rounding&) = delete;
+    rounding& operator=(const rounding&) = delete;
+    ~rounding() { std::fesetround(before_); }
+
+private:
+    int before_;
+};
+
 TEST(JSON_writer, takes_for_integers_what_rounds_without_a_floating_point_flag) {
     std::mt19937_64 random(2026);
     const auto check = [](double number) {
-        EXPECT_EQ(exact_integer(number).has_value(), rounds_without_a_flag(number)) << number;
-        if (exact_integer(number)) {
-            EXPECT_EQ(*exact_integer(number), std::llrint(number));
+        for (const int mode : rounding_modes) {
+            const rounding in_mode(mode);
+            EXPECT_EQ(exact_integer(number).has_value(), rounds_without_a_flag(number)) << number;
+            if (exact_integer(number)) {
+                EXPECT_EQ(*exact_integer(number), std::llrint(number));
+            }
         }
     };
     for (double number :
@@ -89,14 +106,15 @@ TEST(JSON_writer, takes_for_integers_what_rounds_without_a_floating_point_flag) 
 }
 
 TEST(JSON_writer, writes_the_same_in_every_rounding_mode) {
-    const int rounding = std::fegetround();
-    for (const int mode : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
-        std::fesetround(mode);
+    for (const int mode : rounding_modes) {
+        const rounding in_mode(mode);
         EXPECT_EQ(to_string(2.5), "2.5");
         EXPECT_EQ(to_string(-2.5), "-2.5");
         EXPECT_EQ(to_string(3.0), "3");
+        EXPECT_EQ(to_string(-0x1p63), "-9223372036854775808");
+        EXPECT_EQ(to_string(0x1p63), "9223372036854776000.0");
+        EXPECT_EQ(to_string(0.1), "0.1");
     }
-    std::fesetround(rounding);
 }
 
 TEST(JSON_writer, leaves_out_what_has_no_JSON_form) {

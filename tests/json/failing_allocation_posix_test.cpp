@@ -1,84 +1,21 @@
-// Lets the n-th allocation fail, for every n, in the library as well: elsewhere than on Windows this
-// program's own operator new serves all of them. Counts what is not given back.
+// Lets the n-th allocation fail, for every n, and counts what is not given back.
+#include "failing_new.h"
+
 #include <QVSharedSupport/JSON.h>
 #include <QVSharedSupport/JSON_RPC_batch.h>
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <functional>
 #include <iostream>
-#include <new>
 #include <string>
 
 namespace {
 
-thread_local long until_failure = -1;
-thread_local long allocated = 0;
-thread_local long living = 0;
-
-void* allocate(std::size_t size) {
-    if (until_failure == 0) throw std::bad_alloc();
-    if (until_failure > 0) --until_failure;
-    void* const memory = std::malloc(size == 0 ? 1 : size);
-    if (memory == nullptr) throw std::bad_alloc();
-    ++allocated;
-    ++living;
-    return memory;
-}
-
-void release(void* memory) noexcept {
-    if (memory != nullptr) --living;
-    std::free(memory);
-}
-
-} // namespace
-
-void* operator new(std::size_t size) {
-    return allocate(size);
-}
-void* operator new[](std::size_t size) {
-    return allocate(size);
-}
-void operator delete(void* memory) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory) noexcept {
-    release(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    release(memory);
-}
-
-namespace {
-
 using namespace QV;
-
-// Runs `work` with memory for n allocations, n = 0, 1, 2... until it is enough.
-void run_out_of_memory_everywhere(const std::function<void()>& work) {
-    work();
-    long failed = 0;
-    for (long n = 0;; ++n) {
-        ASSERT_LT(n, 10'000);
-        const long before = living;
-        bool done = false;
-        until_failure = n;
-        try {
-            work();
-            done = true;
-        } catch (const std::bad_alloc&) {
-            ++failed;
-        }
-        until_failure = -1;
-        ASSERT_EQ(living, before) << "allocation " << n;
-        if (done) break;
-    }
-    EXPECT_GT(failed, 0);
-    std::cout << failed << " allocations failed in turn\n";
-}
+using qv_test::allocated_blocks;
+using qv_test::living_blocks;
+using qv_test::run_out_of_memory_everywhere;
 
 const std::string document =
     R"({"a long name of a member":["a long text in an array",1,2,3,{"x":null}],"b":{"c":[[[[]]]]},
@@ -86,6 +23,11 @@ const std::string document =
 
 TEST(failing_allocation, of_the_parser) {
     run_out_of_memory_everywhere([] { (void)SharedSupport::JSON::parse(document); });
+}
+TEST(failing_allocation, of_the_parser_with_escapes_and_long_exponents) {
+    const std::string text =
+        R"(["a long text with an escape at its end\n","\t\t",1e-99999999999,{"\u0041":1}])";
+    run_out_of_memory_everywhere([&] { (void)SharedSupport::JSON::parse(text); });
 }
 TEST(failing_allocation, of_the_parser_with_names_that_occur_twice) {
     const std::string text = R"({"a":[1,"a long text in the first array"],"a":[{"b":1,"b":2}],"a":3})";
@@ -105,11 +47,51 @@ TEST(failing_allocation, of_copies) {
         target = value;
     });
 }
-TEST(failing_allocation, of_messages) {
-    namespace RPC = SharedSupport::JSON_RPC;
+// Made of an object, of its fields, copied, assigned and encoded.
+template <class Message>
+void run_out_of_memory_with(const char* text, const std::function<Message()>& of_fields) {
+    const JsonValue value = SharedSupport::JSON::parse(text);
+    const auto& members = boost::get<JsonObject>(value);
+    run_out_of_memory_everywhere([&] { (void)Message(members); });
+    run_out_of_memory_everywhere([&] { (void)of_fields(); });
+    const Message message(members);
+    run_out_of_memory_everywhere([&] { (void)Message(message); });
+    run_out_of_memory_everywhere([&] { (void)JsonObject(message); });
+    run_out_of_memory_everywhere([&] {
+        Message target = of_fields();
+        target = message;
+    });
+}
+
+namespace RPC = SharedSupport::JSON_RPC;
+
+TEST(failing_allocation, of_a_request) {
+    run_out_of_memory_with<RPC::Request>(
+        R"({"jsonrpc":"2.0","method":"a long name of a method","params":[1],"id":"an id that is long"})", [] {
+            return RPC::Request("another long name of a method", 1, JsonObject{{"a", 1}});
+        });
+}
+TEST(failing_allocation, of_a_notification) {
+    run_out_of_memory_with<RPC::Notification>(
+        R"({"jsonrpc":"2.0","method":"a long name of a method","params":{"a":["b"]}})",
+        [] { return RPC::Notification("another long name of a method", JsonArray{1}); });
+}
+TEST(failing_allocation, of_an_error) {
+    run_out_of_memory_with<RPC::Error>(
+        R"({"code":1,"message":"a message of some length","data":["a long text in an array"]})",
+        [] { return RPC::Error(2, "another message of some length", JsonArray{1}); });
+}
+TEST(failing_allocation, of_responses) {
+    const RPC::Request request("m", "an id that is so long", std::nullopt);
+    run_out_of_memory_with<RPC::Response>(
+        R"({"jsonrpc":"2.0","error":{"code":1,"message":"a message of some length","data":[1]},"id":1})",
+        [&] { return RPC::Response(request, JsonArray{"a long text in an array"}, std::nullopt); });
+}
+TEST(failing_allocation, of_a_batch) {
     const JsonValue batch = SharedSupport::JSON::parse(
         R"([{"jsonrpc":"2.0","method":"a long name of a method","params":[1],"id":"an id that is long"},
-            {"jsonrpc":"2.0","error":{"code":1,"message":"a message of some length","data":[1]},"id":1}])");
+            {"jsonrpc":"2.0","error":{"code":1,"message":"a message of some length","data":[1]},"id":1},
+            {"jsonrpc":"2.0","method":5}])");
     run_out_of_memory_everywhere([&] { (void)JsonArray(std::get<RPC::Batch>(RPC::make_message(batch))); });
 }
 
@@ -117,22 +99,24 @@ TEST(failing_allocation, of_messages) {
 TEST(allocations, of_a_value_are_the_fewest_that_its_types_allow) {
     const std::string text = R"([{"a":1,"b":2,"c":[1,2,3]},{"a":1,"b":2,"c":[]},{}])";
     const JsonValue value = SharedSupport::JSON::parse(text);
-    allocated = 0;
+    const long before_copy = allocated_blocks();
     { const JsonValue copy = value; }
-    const long of_a_copy = allocated;
+    const long of_a_copy = allocated_blocks() - before_copy;
     EXPECT_EQ(of_a_copy, 1 + (1 + 3 + 1) + (1 + 3));
 
     std::string many = "[" + text;
     for (int i = 0; i != 999; ++i)
         many += "," + text;
     many += "]";
-    const long before = living;
-    allocated = 0;
+    const long before = allocated_blocks();
+    const long living_before = living_blocks();
     const JsonValue parsed = SharedSupport::JSON::parse(many);
-    EXPECT_EQ(living - before, 1 + 1000 * of_a_copy);
+    const long allocated = allocated_blocks() - before;
+    const long staying = living_blocks() - living_before;
+    EXPECT_EQ(staying, 1 + 1000 * of_a_copy);
     // Beyond what stays there are only the reader's own buffers, which grow a few times.
-    EXPECT_LT(allocated, living - before + 50);
-    std::cout << allocated << " allocations for " << living - before << " that stay\n";
+    EXPECT_LT(allocated, staying + 50);
+    std::cout << allocated << " allocations for " << staying << " that stay\n";
 }
 
 } // namespace

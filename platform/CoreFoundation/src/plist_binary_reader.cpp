@@ -1,6 +1,7 @@
 #include "plist_binary_reader.h"
 
 #include "archiver_uid.h"
+#include "comparison_limit.h"
 #include "containers.h"
 #include "number_storage.h"
 #include "plist_binary.h"
@@ -339,7 +340,10 @@ binary_reader::reference binary_reader::read_utf16(string_view bytes) const {
 CFTypeRef read_binary(CFAllocatorRef allocator, string_view bytes, mutability mutable_parts) {
     object_table table;
     if (!table.open(bytes)) return nullptr;
-    return binary_reader(allocator, table, mutable_parts).read();
+    // Plenty for sets of some thousand arrays, the worst that means no harm, and about a second's work.
+    const comparison_limit limit(40'000'000 + 8 * std::uint64_t{bytes.size()});
+    owned<CFTypeRef> value(binary_reader(allocator, table, mutable_parts).read());
+    return comparison_limit::is_reached() ? nullptr : value.detach();
 }
 
 } // namespace cf::plist

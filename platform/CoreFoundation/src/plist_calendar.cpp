@@ -1,5 +1,7 @@
 #include "plist_calendar.h"
 
+#include "ascii.h"
+
 #include <cmath>
 #include <cstdint>
 
@@ -42,10 +44,6 @@ civil civil_from_days(std::int64_t days) {
     result.month = static_cast<int>(month < 10 ? month + 3 : month - 9);
     result.year = year_of_era + era * 400 + (result.month <= 2 ? 1 : 0);
     return result;
-}
-
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
 }
 
 char* two_digits(int value, char* to) {

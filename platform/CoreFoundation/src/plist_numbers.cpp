@@ -1,5 +1,7 @@
 #include "plist_numbers.h"
 
+#include "ascii.h"
+
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -8,17 +10,6 @@
 namespace cf::plist {
 
 namespace {
-
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-int hex_value(char c) {
-    if (is_digit(c)) return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
 
 // How many bytes of white space begin at `at`: a control character or space, or a general space, line
 // separator or ideographic space of Unicode.

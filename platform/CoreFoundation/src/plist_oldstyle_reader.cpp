@@ -1,7 +1,8 @@
 #include "plist_oldstyle_reader.h"
 
+#include "ascii.h"
 #include "containers.h"
-#include "plist_nextstep.h"
+#include "encodings.h"
 #include "plist_text.h"
 
 #include <algorithm>
@@ -28,13 +29,6 @@ bool is_word_character(UniChar c) {
 
 bool starts_string(UniChar c) {
     return c == '"' || c == '\'' || is_word_character(c);
-}
-
-int hex_value(UniChar c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
 }
 
 /// Reads by recursive descent: deepest_nesting levels of small frames.
@@ -278,7 +272,7 @@ UniChar oldstyle_reader::read_escape() {
     unsigned code = static_cast<unsigned>(c - '0');
     for (int digits = 1; digits < 3 && at_ < end_ && *at_ >= '0' && *at_ <= '7'; ++digits, ++at_)
         code = code << 3 | static_cast<unsigned>(*at_ - '0');
-    return nextstep_to_unicode(static_cast<unsigned char>(code & 0xFF));
+    return decode_nextstep(static_cast<UInt8>(code & 0xFF));
 }
 
 } // namespace

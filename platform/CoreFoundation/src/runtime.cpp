@@ -1,8 +1,10 @@
 #include "runtime.h"
 
 #include "allocator.h"
+#include "comparison_limit.h"
 #include "string_storage.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <limits>
@@ -100,6 +102,16 @@ public:
     bool is_too_deep() const { return nested_comparisons > deepest_nested_comparison; }
 };
 
+constexpr std::uint64_t unlimited = std::numeric_limits<std::uint64_t>::max();
+thread_local std::uint64_t comparisons_left = unlimited;
+
+// False if there are not so many comparisons left.
+bool spend_comparisons(std::uint64_t count) {
+    if (comparisons_left == unlimited) return true;
+    comparisons_left -= std::min(count, comparisons_left);
+    return comparisons_left != 0;
+}
+
 struct frame {
     const object* a;
     const object* b;
@@ -113,7 +125,10 @@ bool equal_containers(const object& a, const object& b) {
     frame current{&a, &b, 0};
     for (;;) {
         pair next{};
-        switch (info_of(*current.a).next_pair(*current.a, *current.b, current.position, next)) {
+        const CFIndex before = current.position;
+        const step found = info_of(*current.a).next_pair(*current.a, *current.b, current.position, next);
+        if (!spend_comparisons(1 + static_cast<std::uint64_t>(current.position - before))) return false;
+        switch (found) {
         case step::differs:
             return false;
         case step::finished:
@@ -144,6 +159,8 @@ bool equal(CFTypeRef a, CFTypeRef b) {
     const object& second = *as_object(b);
     if (first.kind != second.kind) return false;
     const type_info& info = info_of(first);
+    // The hash of a string is no less than the text: strings of one hash are equal.
+    if (first.kind != type::string && !spend_comparisons(1)) return false;
     if (!info.refers) return info.equal != nullptr && info.equal(first, second);
     const nested_comparison nested;
     if (nested.is_too_deep()) return false;
@@ -154,6 +171,18 @@ bool equal(CFTypeRef a, CFTypeRef b) {
         return false; // The list of frames found no memory: nothing can be said, and nothing thrown through
                       // C.
     }
+}
+
+comparison_limit::comparison_limit(std::uint64_t most) {
+    comparisons_left = most;
+}
+
+comparison_limit::~comparison_limit() {
+    comparisons_left = unlimited;
+}
+
+bool comparison_limit::is_reached() {
+    return comparisons_left == 0;
 }
 
 CFHashCode hash(CFTypeRef cf) {

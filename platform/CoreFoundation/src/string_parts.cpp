@@ -1,4 +1,5 @@
 // Splitting and joining strings, and the numbers that stand in them.
+#include "ascii.h"
 #include "containers.h"
 #include "decimal.h"
 #include "string_storage.h"
@@ -11,6 +12,7 @@
 
 namespace {
 
+using cf::is_digit;
 using cf::text_view;
 
 // What may stand before a number.
@@ -23,10 +25,6 @@ CFIndex skip_blanks(text_view text) {
     while (i < text.length && is_blank(text[i]))
         ++i;
     return i;
-}
-
-bool is_digit(UniChar unit) {
-    return unit >= '0' && unit <= '9';
 }
 
 } // namespace

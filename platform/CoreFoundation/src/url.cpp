@@ -1,5 +1,6 @@
 #include <CoreFoundation/CFURL.h>
 
+#include "ascii.h"
 #include "encodings.h"
 #include "string_storage.h"
 
@@ -18,6 +19,8 @@ struct __CFURL
 
 namespace {
 
+using cf::hex_value;
+using cf::is_digit;
 using cf::object;
 using cf::owned;
 
@@ -33,17 +36,6 @@ struct parts {
 
 bool is_letter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-int hex_value(char c) {
-    if (is_digit(c)) return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
 }
 
 // Whether a character may stand in a path as it is.

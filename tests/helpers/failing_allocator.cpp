@@ -8,6 +8,7 @@ namespace {
 
 thread_local int left = 0;
 thread_local bool any_refused = false;
+thread_local int living_blocks = 0;
 
 bool grant() {
     if (left > 0) {
@@ -19,7 +20,9 @@ bool grant() {
 }
 
 void* allocate(CFIndex size, CFOptionFlags, void*) {
-    return grant() ? std::malloc(static_cast<std::size_t>(size)) : nullptr;
+    if (!grant()) return nullptr;
+    ++living_blocks;
+    return std::malloc(static_cast<std::size_t>(size));
 }
 
 void* reallocate(void* block, CFIndex size, CFOptionFlags, void*) {
@@ -27,6 +30,7 @@ void* reallocate(void* block, CFIndex size, CFOptionFlags, void*) {
 }
 
 void deallocate(void* block, void*) {
+    --living_blocks;
     std::free(block);
 }
 
@@ -52,6 +56,10 @@ failing_allocator::~failing_allocator() {
 
 bool failing_allocator::refused() const {
     return any_refused;
+}
+
+int failing_allocator::living() {
+    return living_blocks;
 }
 
 } // namespace qv_test

@@ -16,6 +16,9 @@ public:
     /// Whether a request has been refused.
     bool refused() const;
 
+    /// How many blocks of such allocators this thread has not given back.
+    static int living();
+
 private:
     CFAllocatorRef before_;
 };
