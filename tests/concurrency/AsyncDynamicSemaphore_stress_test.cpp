@@ -83,7 +83,7 @@ TEST(AsyncDynamicSemaphore_stress, loses_nothing_among_blocking_and_asynchronous
 }
 
 TEST(AsyncDynamicSemaphore_stress, loses_nothing_among_blocking_users) {
-    stress(2, 8, 150'000, false);
+    stress(2, 8, BLOCKING_OPERATIONS, false);
 }
 
 } // namespace
