@@ -3,8 +3,8 @@
 #include <QVSharedSupport/software_version.h>
 #include <QVSharedSupport/usb_id_set.h>
 
-#include "../errors/failing_allocator.h"
 #include "../helpers/captured_log.h"
+#include "../helpers/failing_allocator.h"
 #include "../helpers/memory_watch.h"
 
 #include <CFAdapters/CFAdapters.h>
