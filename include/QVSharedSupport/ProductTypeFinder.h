@@ -52,6 +52,7 @@ public:
     ///     product types from file: " and what went wrong: the file cannot be read or is too large, "version
     ///     info file contains no elements" if it is no property list with anything in its root dictionary, or
     ///     what `load` throws. The tables stay as they were, but for what `load` says.
+    /// @throws std::bad_alloc if there is not even memory for that error
     QV_EXPORT static void loadFromFile(const boost::filesystem::path& path);
     /// The same.
     QV_EXPORT static void loadFromFile(CF::String path);
