@@ -1,4 +1,5 @@
 // What a host pays for staying awake and for asking about sleep, beside the system calls that it stands on.
+// Where the system refuses power requests, as Wine does, a token costs two failures, each thrown and logged.
 #include <QVSharedSupport/PowerEvents.h>
 
 #include <QVLog/QVLog.h>

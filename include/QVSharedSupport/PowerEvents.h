@@ -57,10 +57,10 @@ private:
 /// anew. What a callback throws is logged at level 4 and goes no further. Be brief: the system waits about
 /// two seconds.
 ///
-/// A callback that is replaced while it runs lives until it returns; one that is replaced otherwise is
-/// destroyed before this returns. Without a desktop there can be no window: that is logged at level 4, and
-/// callbacks are never called. Where the system has no notice of Modern Standby, classic sleep is still
-/// reported, and level 2 says so.
+/// A callback that is replaced while it runs lives until it returns, which is not waited for; one that is
+/// replaced otherwise is destroyed before this returns. Without a desktop there can be no window: that is
+/// logged at level 4, and callbacks are never called. Where the system has no notice of Modern Standby,
+/// classic sleep is still reported, and level 2 says so.
 ///
 /// Thread safety: any thread. Does not block, does not throw; if there is no memory or no thread to be had,
 /// that is logged at level 4.
