@@ -21,6 +21,7 @@ using module_reference = std::unique_ptr<std::remove_pointer_t<HMODULE>, module_
 
 /// The module that has code at the address; empty if none has.
 module_reference module_at(std::uintptr_t address) noexcept {
+    if (address == 0) return nullptr; // which would stand for the program itself
     HMODULE module = nullptr;
     // "from address" takes an address where a name would be.
     if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<const wchar_t*>(address),

@@ -6,21 +6,24 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <array>
 #include <mutex>
+#include <span>
 
 namespace QV::SharedSupport::Debug {
 
 std::string get_backtrace() noexcept {
     constexpr DWORD own_frame = 1;
     std::array<void*, 256> frames = {};
-    const std::size_t count =
-        RtlCaptureStackBackTrace(own_frame, static_cast<DWORD>(frames.size()), frames.data(), nullptr);
+    RtlCaptureStackBackTrace(own_frame, static_cast<DWORD>(frames.size()), frames.data(), nullptr);
+    // A null address ends the stack; what the system makes of the bytes behind it are no frames.
+    const auto end = std::ranges::find(frames, nullptr);
     try {
         static std::mutex one_at_a_time;
         const std::scoped_lock lock(one_at_a_time);
         const debug_engine engine;
-        return backtrace_text(std::span(frames).first(count),
+        return backtrace_text(std::span(frames.begin(), end),
                               [&](std::uintptr_t address) { return engine.find(address); });
     } catch (...) {
         // For want of memory; who asks is in trouble already, and must not get into more.

@@ -132,7 +132,7 @@ public:
         }
         if (playing.failing != step::next_row) return WBEM_S_FALSE;
         if (playing.hands_out_despite_failure) *object = new fake_row({{L"Wrong"}, {L"Wrong"}});
-        return WBEM_E_TRANSPORT_FAILURE;
+        return E_FAIL;
     }
 
     HRESULT STDMETHODCALLTYPE Reset() override { return E_NOTIMPL; }
@@ -256,7 +256,7 @@ HRESULT WINAPI create_instance(REFCLSID identifier, IUnknown* outer, DWORD where
 
 HRESULT WINAPI set_proxy_blanket(IUnknown*, DWORD authentication, DWORD authorization, OLECHAR* principal,
                                  DWORD level, DWORD impersonation, void* identity, DWORD capabilities) {
-    EXPECT_EQ(authentication, static_cast<DWORD>(RPC_C_AUTHN_DEFAULT));
+    EXPECT_EQ(authentication, RPC_C_AUTHN_DEFAULT);
     EXPECT_EQ(authorization, static_cast<DWORD>(RPC_C_AUTHZ_DEFAULT));
     EXPECT_EQ(reinterpret_cast<LONG_PTR>(principal), -1); // the default one
     EXPECT_EQ(level, static_cast<DWORD>(RPC_C_AUTHN_LEVEL_DEFAULT));

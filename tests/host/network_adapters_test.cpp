@@ -128,12 +128,12 @@ std::string primary_mac_address() {
     return adapters::primary_mac_address(fake_calls);
 }
 
-class get_primary_mac_address : public testing::Test {
+class primary_mac_address_of_calls : public testing::Test {
 protected:
     void SetUp() override { fake = {}; }
 };
 
-TEST_F(get_primary_mac_address, asks_until_the_list_fits) {
+TEST_F(primary_mac_address_of_calls, asks_until_the_list_fits) {
     const auto size = static_cast<ULONG>(sizeof(IP_ADAPTER_INFO));
     fake.infos = adapter_list({one, two});
     fake.errors = {ERROR_BUFFER_OVERFLOW, ERROR_BUFFER_OVERFLOW, ERROR_SUCCESS};
@@ -142,23 +142,23 @@ TEST_F(get_primary_mac_address, asks_until_the_list_fits) {
     EXPECT_THAT(fake.given, ElementsAre(0U, size, 2 * size));
 }
 
-TEST_F(get_primary_mac_address, fails_with_the_system) {
-    for (const ULONG error : {ERROR_NO_DATA, ERROR_NOT_SUPPORTED, ERROR_INVALID_PARAMETER}) {
-        fake.errors = {error};
+TEST_F(primary_mac_address_of_calls, fails_with_the_system) {
+    for (const long error : {ERROR_NO_DATA, ERROR_NOT_SUPPORTED, ERROR_INVALID_PARAMETER}) {
+        fake.errors = {static_cast<ULONG>(error)};
         expect_throw_with<std::runtime_error>("Failed to get adapters", &primary_mac_address);
-        fake.errors = {ERROR_BUFFER_OVERFLOW, error};
+        fake.errors = {ERROR_BUFFER_OVERFLOW, static_cast<ULONG>(error)};
         fake.needed = {1000};
         expect_throw_with<std::runtime_error>("Failed to get adapters", &primary_mac_address);
         EXPECT_TRUE(fake.errors.empty());
     }
 }
 
-TEST_F(get_primary_mac_address, needs_an_adapter) {
+TEST_F(primary_mac_address_of_calls, needs_an_adapter) {
     fake.errors = {ERROR_SUCCESS};
     expect_throw_with<std::runtime_error>("No adapters", &primary_mac_address);
 }
 
-TEST_F(get_primary_mac_address, needs_an_adapter_with_an_address) {
+TEST_F(primary_mac_address_of_calls, needs_an_adapter_with_an_address) {
     fake.infos = adapter_list({{}, {}});
     fake.errors = {ERROR_BUFFER_OVERFLOW, ERROR_SUCCESS};
     fake.needed = {static_cast<ULONG>(2 * sizeof(IP_ADAPTER_INFO))};
@@ -209,7 +209,7 @@ TEST(to_address, takes_both_families) {
 TEST(to_address, skips_other_families) {
     for (const int family : {AF_UNSPEC, AF_UNIX, AF_IPX, AF_NETBIOS, 65535}) {
         socket_address address("192.0.2.7");
-        address.storage.ss_family = static_cast<ADDRESS_FAMILY>(family);
+        address.storage.ss_family = static_cast<decltype(address.storage.ss_family)>(family);
         EXPECT_EQ(adapters::to_address(address.get()), std::nullopt) << family;
     }
 }
@@ -316,13 +316,13 @@ TEST(reachable_addresses, may_be_none) {
     EXPECT_THAT(adapters::reachable_addresses(list.first()), IsEmpty());
 }
 
-class get_local_ip_addresses : public testing::Test {
+class local_ip_addresses_of_calls : public testing::Test {
 protected:
     void SetUp() override { fake = {}; }
     static auto ask() { return adapters::local_ip_addresses(fake_calls); }
 };
 
-TEST_F(get_local_ip_addresses, asks_until_the_list_fits) {
+TEST_F(local_ip_addresses_of_calls, asks_until_the_list_fits) {
     address_list list;
     list.add({"192.0.2.1"});
     list.add({"127.0.0.1", "2001:db8::1"});
@@ -336,19 +336,19 @@ TEST_F(get_local_ip_addresses, asks_until_the_list_fits) {
     EXPECT_THAT(fake.given, ElementsAre(0U, size, 3 * size));
 }
 
-TEST_F(get_local_ip_addresses, is_empty_for_an_empty_list) {
+TEST_F(local_ip_addresses_of_calls, is_empty_for_an_empty_list) {
     fake.errors = {ERROR_SUCCESS};
     const auto result = ask();
     ASSERT_TRUE(result);
     EXPECT_THAT(result.value(), IsEmpty());
 }
 
-TEST_F(get_local_ip_addresses, hands_the_error_back) {
-    for (const ULONG error : {ERROR_NO_DATA, ERROR_ADDRESS_NOT_ASSOCIATED, ERROR_NOT_ENOUGH_MEMORY}) {
-        fake.errors = {error};
+TEST_F(local_ip_addresses_of_calls, hands_the_error_back) {
+    for (const long error : {ERROR_NO_DATA, ERROR_ADDRESS_NOT_ASSOCIATED, ERROR_NOT_ENOUGH_MEMORY}) {
+        fake.errors = {static_cast<ULONG>(error)};
         EXPECT_EQ(ask().error(),
                   boost::system::error_code(static_cast<int>(error), boost::system::system_category()));
-        fake.errors = {ERROR_BUFFER_OVERFLOW, error};
+        fake.errors = {ERROR_BUFFER_OVERFLOW, static_cast<ULONG>(error)};
         fake.needed = {1000};
         EXPECT_EQ(ask().error().value(), static_cast<int>(error));
         EXPECT_TRUE(fake.errors.empty());
