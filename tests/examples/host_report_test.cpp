@@ -6,6 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <windows.h>
+
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -20,6 +22,9 @@ using testing::Not;
 using testing::StartsWith;
 
 child_outcome report(std::vector<std::string> arguments) {
+    // Wine starts its desktop process for the first program that needs one, and lets it inherit that
+    // program's pipes: were it the child, they would never end.
+    GetDesktopWindow();
     return run_child("host_report", std::move(arguments));
 }
 
