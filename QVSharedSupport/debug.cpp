@@ -43,5 +43,5 @@ void QXDebugCrashApplication() {
     // Meant as it is. Both are volatile so that no compiler can know that the pointer is null, nor leave out
     // reading a value that nobody uses.
     const volatile std::uint32_t* const volatile nowhere = nullptr;
-    static_cast<void>(*nowhere);
+    static_cast<void>(*nowhere); // NOLINT(clang-analyzer-core.NullDereference)
 }
