@@ -41,8 +41,6 @@ public:
 
     JsonValue take() { return std::move(root_); }
 
-    std::string_view last_run; ///< Of no use here.
-
 private:
     // Where the value stands; for a name that is there already, the value of before.
     JsonValue* append(JsonValue value) {
@@ -76,8 +74,8 @@ private:
 
 // Whether the text is one value. Its end is its first NUL: the reader never learns the length.
 template <class Builder>
-bool read(const std::string& text, Builder& builder) {
-    text_stream stream(text, builder.last_run);
+bool read(text_source& source, Builder& builder) {
+    text_stream stream(source);
     return !reader().Parse(stream, builder).IsError();
 }
 
@@ -124,15 +122,16 @@ std::string with_short_exponents(const std::string& text) {
 }
 
 JsonValue parse_text(const std::string& text) {
+    text_source source(text);
     {
-        recording events;
-        if (read(text, events)) {
+        recording events(source);
+        if (read(source, events)) {
             if (auto value = events.make_value()) return *std::move(value);
         }
     }
     // A name that occurs twice, or an error: which of the two comes first decides what is thrown.
     direct_builder builder;
-    if (!read(text, builder)) throw std::invalid_argument("Invalid JSON");
+    if (!read(source, builder)) throw std::invalid_argument("Invalid JSON");
     return builder.take();
 }
 

@@ -74,10 +74,10 @@ struct rapidjson::Transcoder<QV::SharedSupport::JSON::text_encoding, QV::SharedS
     /// Reading: from a text_stream, which knows its end and notes what was taken.
     template <class Input, class Output>
     static bool Transcode(Input& input, Output& output) {
-        const char* const end = QV::SharedSupport::JSON::skip_plain(input.at, input.end);
+        const char* const end = QV::SharedSupport::JSON::skip_plain(input.at, input.source->end);
         const std::string_view run(input.at, static_cast<std::size_t>(end - input.at));
         std::memcpy(output.Push(run.size()), run.data(), run.size());
-        *input.last_run = run;
+        input.source->last_run = run;
         input.at = end;
         return true;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "JSON_text_stream.h"
 #include "JSON_value_events.h"
 
 #include <QVSharedSupport/JSON.h>
@@ -20,6 +21,9 @@ namespace QV::SharedSupport::JSON {
 /// The text must outlive it: most strings stay there until they are needed.
 class recording : public value_events<recording> {
 public:
+    /// Of a text in which the reader notes its runs.
+    explicit recording(text_source& source) : source_(source) {}
+
     bool add(double number) {
         next_free(kind::number).number = number;
         return true;
@@ -34,7 +38,7 @@ public:
     }
     bool String(const char* text, std::size_t size, bool) {
         // What is as long as its last run has no other part: it stands in the text as it is.
-        const std::string_view run = std::exchange(last_run, {});
+        const std::string_view run = std::exchange(source_.last_run, {});
         event& added = next_free(kind::string);
         added.text = run.size() == size ? run.data() : keep(text, size);
         added.set_size(size);
@@ -50,8 +54,6 @@ public:
     /// The value, after the whole text has been read. Nothing if a name occurs twice in an object: what that
     /// means depends on the order of events.
     std::optional<JsonValue> make_value();
-
-    std::string_view last_run; ///< Where the stream notes it.
 
 private:
     enum class kind : std::size_t { object, array, number, string, truth, null };
@@ -102,6 +104,7 @@ private:
     template <class Place>
     bool put_next(const Place& place);
 
+    text_source& source_;
     std::vector<block> blocks_;
     std::size_t current_block_ = 0;
     event* next_ = nullptr; ///< In the block that is being written or read.

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <random>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -53,9 +54,15 @@ TEST(ArraySort, OrdersAndKeepsTheOrderOfEqualValues) {
             number = static_cast<std::intptr_t>(random() % 2000);
         const auto array = array_of(numbers);
         CFArraySortValues(array.get(), all_of(array.get()), by_tens, nullptr);
-        std::stable_sort(numbers.begin(), numbers.end(),
-                         [](std::intptr_t a, std::intptr_t b) { return a / 10 < b / 10; });
-        EXPECT_EQ(numbers_of(array.get()), numbers);
+        // By tens, and those of the same ten by where they stood.
+        std::vector<std::pair<std::intptr_t, std::size_t>> expected;
+        for (std::size_t i = 0; i < size; ++i)
+            expected.emplace_back(numbers[i] / 10, i);
+        std::sort(expected.begin(), expected.end());
+        const std::vector<std::intptr_t> sorted = numbers_of(array.get());
+        ASSERT_EQ(sorted.size(), size);
+        for (std::size_t i = 0; i < size; ++i)
+            EXPECT_EQ(sorted[i], numbers[expected[i].second]);
     }
 }
 

@@ -493,15 +493,15 @@ std::string set_of_arrays(std::uint32_t count) {
     return list.finish();
 }
 
-TEST(PlistHostility, SetsOfSomeThousandArraysAreRead) {
-    const object set = read(set_of_arrays(3000));
+TEST(PlistHostility, SetsOfTwoThousandArraysAreRead) {
+    const object set = read(set_of_arrays(2000));
     ASSERT_NE(set, nullptr);
-    EXPECT_EQ(CFSetGetCount(static_cast<CFSetRef>(set.get())), 3000);
+    EXPECT_EQ(CFSetGetCount(static_cast<CFSetRef>(set.get())), 2000);
 }
 
 // Would otherwise take until tomorrow.
 TEST(PlistHostility, SetsThatTakeTooLongToCompareAreRefused) {
-    EXPECT_EQ(read(set_of_arrays(300'000)), nullptr);
+    EXPECT_EQ(read(set_of_arrays(100'000)), nullptr);
 }
 
 TEST(PlistHostility, ListsThatHoldEachOtherOverAndOverAreRefusedInASet) {
@@ -514,13 +514,8 @@ TEST(PlistHostility, ListsThatHoldEachOtherOverAndOverAreRefusedInASet) {
     }
     list.add_set({one, other});
     EXPECT_EQ(read(list.finish()), nullptr);
-}
-
-TEST(PlistHostility, LimitsAreGoneAfterwards) {
-    EXPECT_EQ(read(set_of_arrays(300'000)), nullptr);
-    const object one = read("(1, 2, (3))");
-    const object other = read("(1, 2, (3))");
-    EXPECT_TRUE(CFEqual(one.get(), other.get()));
+    // The limit ends with the reading.
+    EXPECT_TRUE(CFEqual(read("(1, 2, (3))").get(), read("(1, 2, (3))").get()));
 }
 
 /// An allocator that fails from some call on, and counts what it has given out.

@@ -341,7 +341,7 @@ CFTypeRef read_binary(CFAllocatorRef allocator, string_view bytes, mutability mu
     object_table table;
     if (!table.open(bytes)) return nullptr;
     // Plenty for sets of some thousand arrays, the worst that means no harm, and about a second's work.
-    const comparison_limit limit(40'000'000 + 8 * std::uint64_t{bytes.size()});
+    const comparison_limit limit(20'000'000 + 8 * std::uint64_t{bytes.size()});
     owned<CFTypeRef> value(binary_reader(allocator, table, mutable_parts).read());
     return comparison_limit::is_reached() ? nullptr : value.detach();
 }
