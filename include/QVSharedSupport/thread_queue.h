@@ -53,6 +53,9 @@ protected:
     /// tasks it does not wait: it would wait for itself.
     ~thread_queue_base();
 
+    /// Whether both are handles on one queue, or both empty.
+    [[nodiscard]] bool same_queue(const thread_queue_base& other) const noexcept;
+
     /// Exchanges the queues. Each handle goes on waiting, or not, as it was made to.
     void swap(thread_queue_base& other) noexcept;
 
@@ -84,12 +87,15 @@ private:
     bool wait_on_destroy_;
 };
 
+class thread_queue_executor;
+
 /// A queue of tasks with a thread of its own, see `thread_queue_base`.
 ///
 ///     QV::SharedSupport::thread_queue queue("device io");
 ///     queue.push_async([device] { device->ping(); });
 ///     queue.push_async([device] { device->give_up(); }, std::chrono::seconds(10));
 ///     queue.push_sync([device] { device->flush(); });   // rethrows what the task throws
+///     boost::asio::co_spawn(queue.get_executor(), restore(device), boost::asio::detached);
 class thread_queue : public thread_queue_base {
 public:
     using clock = std::chrono::steady_clock;
@@ -124,6 +130,14 @@ public:
         thread_queue_base::push_sync(std::move(task), allow_from_worker);
     }
 
+    /// Whether both are handles on one queue, or both empty.
+    [[nodiscard]] bool same_queue(const thread_queue& other) const noexcept {
+        return thread_queue_base::same_queue(other);
+    }
+
+    /// The queue as an executor for Boost.Asio; an empty handle is given a queue. @throws std::bad_alloc
+    [[nodiscard]] thread_queue_executor get_executor();
+
 private:
     template <class Rep, class Period>
     static clock::time_point after(std::chrono::duration<Rep, Period> delay) {
@@ -137,3 +151,5 @@ private:
 };
 
 } // namespace QV::SharedSupport
+
+#include <QVSharedSupport/thread_queue_executor.h>
