@@ -135,7 +135,8 @@ public:
         return thread_queue_base::same_queue(other);
     }
 
-    /// The queue as an executor for Boost.Asio; an empty handle is given a queue. @throws std::bad_alloc
+    /// The queue as an executor for Boost.Asio, with <QVSharedSupport/thread_queue_executor.h>; an empty
+    /// handle is given a queue. @throws std::bad_alloc
     [[nodiscard]] thread_queue_executor get_executor();
 
 private:
@@ -151,5 +152,3 @@ private:
 };
 
 } // namespace QV::SharedSupport
-
-#include <QVSharedSupport/thread_queue_executor.h>

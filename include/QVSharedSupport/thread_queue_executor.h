@@ -1,4 +1,4 @@
-/// The executor of a `thread_queue`, which that class's header brings along.
+/// The executor of a `thread_queue`: in a header of its own, so that the queue alone needs no Asio.
 #pragma once
 
 #include <QVSharedSupport/non_async_executor.h>

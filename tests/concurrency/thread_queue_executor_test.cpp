@@ -1,5 +1,5 @@
 #include <QVSharedSupport/AsyncDynamicSemaphore.h>
-#include <QVSharedSupport/thread_queue.h>
+#include <QVSharedSupport/thread_queue_executor.h>
 
 #include <QVPlatformCompatibility/thread.h>
 
