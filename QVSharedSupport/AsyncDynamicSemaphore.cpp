@@ -10,6 +10,7 @@
 #include <cassert>
 #include <exception>
 #include <future>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -72,10 +73,12 @@ bool AsyncDynamicSemaphore::try_lock() {
 void AsyncDynamicSemaphore::lock() {
     std::unique_lock guard(mutex_);
     if (take_slot(data_)) return;
-    std::promise<void> granted;
-    const std::future<void> grant = granted.get_future();
-    data_.waiting_lockers.emplace_back([promise = std::move(granted)]() mutable { promise.set_value(); });
+    // Shared, and its future taken last: a promise that ends for want of memory while somebody has its future
+    // would ask for more of it, to say so.
+    const auto granted = std::make_shared<std::promise<void>>();
+    data_.waiting_lockers.emplace_back([granted] { granted->set_value(); });
     check_invariant(data_);
+    const std::future<void> grant = granted->get_future();
     guard.unlock();
     grant.wait();
 }
@@ -122,15 +125,14 @@ bool AsyncDynamicSemaphore::withdraw(detail::pending_lock& waiter) noexcept {
 }
 
 void AsyncDynamicSemaphore::unlock() {
-    oneshot_function<void()> next;
-    {
-        const std::lock_guard guard(mutex_);
-        // In a lambda, so that the text names the data as it always has.
-        [](const state* l) { expect(l->count > 0, "l->count > 0"); }(&data_);
-        --data_.count;
-        next = take_waiter(data_);
-        check_invariant(data_);
-    }
+    std::unique_lock guard(mutex_);
+    // In a lambda, so that the text names the data as it always has.
+    [](const state* l) { expect(l->count > 0, "l->count > 0"); }(&data_);
+    --data_.count;
+    if (data_.waiting_lockers.empty()) return;
+    oneshot_function<void()> next = take_waiter(data_);
+    check_invariant(data_);
+    guard.unlock();
     if (next) next();
 }
 
