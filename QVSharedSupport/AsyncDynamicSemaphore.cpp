@@ -10,6 +10,7 @@
 #include <cassert>
 #include <exception>
 #include <future>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -44,9 +45,13 @@ AsyncDynamicSemaphore::~AsyncDynamicSemaphore() {
     expect(data_.waiting_lockers.empty(), "data.waiting_lockers.empty()");
 }
 
+void AsyncDynamicSemaphore::check_invariant([[maybe_unused]] const state& data) noexcept {
+    assert(data.waiting_lockers.empty() || data.count >= data.max);
+}
+
 bool AsyncDynamicSemaphore::take_slot(state& data) noexcept {
     // Whoever lets the count fall also drains the queue, so the numbers alone are fair.
-    assert(data.waiting_lockers.empty() || data.count >= data.max);
+    check_invariant(data);
     if (data.count >= data.max) return false;
     ++data.count;
     return true;
@@ -68,9 +73,12 @@ bool AsyncDynamicSemaphore::try_lock() {
 void AsyncDynamicSemaphore::lock() {
     std::unique_lock guard(mutex_);
     if (take_slot(data_)) return;
-    std::promise<void> granted;
-    const std::future<void> grant = granted.get_future();
-    data_.waiting_lockers.emplace_back([promise = std::move(granted)]() mutable { promise.set_value(); });
+    // Shared, and its future taken last: a promise that ends for want of memory while somebody has its future
+    // would ask for more of it, to say so.
+    const auto granted = std::make_shared<std::promise<void>>();
+    data_.waiting_lockers.emplace_back([granted] { granted->set_value(); });
+    check_invariant(data_);
+    const std::future<void> grant = granted->get_future();
     guard.unlock();
     grant.wait();
 }
@@ -85,17 +93,46 @@ void AsyncDynamicSemaphore::async_lock(boost::asio::any_io_executor executor, lo
         return;
     }
     data_.waiting_lockers.emplace_back(std::move(waiter));
+    check_invariant(data_);
+}
+
+void AsyncDynamicSemaphore::enqueue(detail::pending_lock& waiter) {
+    oneshot_function<void()> entry = [own = waiter.shared_from_this()] { own->grant(); };
+    waiter.entry_ = entry.target_address();
+    std::unique_lock guard(mutex_);
+    if (take_slot(data_)) {
+        guard.unlock();
+        entry();
+        return;
+    }
+    data_.waiting_lockers.push_back(std::move(entry));
+    check_invariant(data_);
+}
+
+bool AsyncDynamicSemaphore::withdraw(detail::pending_lock& waiter) noexcept {
+    oneshot_function<void()> entry; // ends after the lock has been released
+    const std::lock_guard guard(mutex_);
+    const auto found = std::find_if(
+        data_.waiting_lockers.begin(), data_.waiting_lockers.end(),
+        [&](const oneshot_function<void()>& each) { return each.target_address() == waiter.entry_; });
+    // One that was let in may have left its address to somebody else's entry; by then it has been decided on.
+    if (found == data_.waiting_lockers.end() || waiter.decided_) return false;
+    waiter.decided_ = true;
+    entry = std::move(*found);
+    data_.waiting_lockers.erase(found);
+    check_invariant(data_);
+    return true;
 }
 
 void AsyncDynamicSemaphore::unlock() {
-    oneshot_function<void()> next;
-    {
-        const std::lock_guard guard(mutex_);
-        // In a lambda, so that the text names the data as it always has.
-        [](const state* l) { expect(l->count > 0, "l->count > 0"); }(&data_);
-        --data_.count;
-        next = take_waiter(data_);
-    }
+    std::unique_lock guard(mutex_);
+    // In a lambda, so that the text names the data as it always has.
+    [](const state* l) { expect(l->count > 0, "l->count > 0"); }(&data_);
+    --data_.count;
+    if (data_.waiting_lockers.empty()) return;
+    oneshot_function<void()> next = take_waiter(data_);
+    check_invariant(data_);
+    guard.unlock();
     if (next) next();
 }
 
@@ -108,6 +145,7 @@ void AsyncDynamicSemaphore::change_max_lockers(unsigned int max) {
         data_.max = max;
         while (oneshot_function<void()> next = take_waiter(data_))
             granted.push_back(std::move(next));
+        check_invariant(data_);
     }
     // All of them hold a slot by now: one that cannot be told must not keep it from the others.
     std::exception_ptr failure;

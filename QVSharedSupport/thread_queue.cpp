@@ -175,6 +175,10 @@ thread_queue_base::~thread_queue_base() {
     if (finished.valid()) finished.wait();
 }
 
+bool thread_queue_base::same_queue(const thread_queue_base& other) const noexcept {
+    return data_strong_ == other.data_strong_;
+}
+
 void thread_queue_base::swap(thread_queue_base& other) noexcept {
     data_weak_.swap(other.data_weak_);
     data_strong_.swap(other.data_strong_);

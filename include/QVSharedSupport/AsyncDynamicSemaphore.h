@@ -4,12 +4,33 @@
 #include <QVSharedSupport/oneshot_function.h>
 
 #include <boost/asio/any_io_executor.hpp>
+#include <boost/asio/async_result.hpp>
+#include <boost/asio/execution/executor.hpp>
+#include <boost/asio/system_executor.hpp>
+#include <boost/system/error_code.hpp>
 
 #include <cstdint>
 #include <deque>
 #include <mutex>
+#include <type_traits>
 
 namespace QV {
+
+class AsyncDynamicSemaphore;
+
+namespace detail {
+class pending_lock;
+class waiting_locks;
+using lock_signature = void(boost::system::error_code, std::unique_lock<AsyncDynamicSemaphore>);
+} // namespace detail
+
+/// What can be given to the token form of `AsyncDynamicSemaphore::async_lock`: `boost::asio::use_awaitable`,
+/// `boost::asio::use_future`, a function that takes an `error_code` and the slot, ... One that takes just the
+/// slot as well is a `lock_handler`.
+template <class Token>
+concept lock_completion_token = boost::asio::completion_token_for<Token, detail::lock_signature> &&
+    !(std::is_invocable_v<Token, boost::system::error_code, std::unique_lock<AsyncDynamicSemaphore>> &&
+      std::is_invocable_v<Token, std::unique_lock<AsyncDynamicSemaphore>>);
 
 /// Bounds how many users of a resource there are at a time; the bound may change while it is in use.
 ///
@@ -20,6 +41,7 @@ namespace QV {
 ///     restores.async_lock(executor, [](std::unique_lock<QV::AsyncDynamicSemaphore> slot) {
 ///         // runs on the executor; the slot is given back when `slot` ends
 ///     });
+///     auto slot = co_await restores.async_lock(boost::asio::use_awaitable);
 ///     restores.change_max_lockers(8);                // four more may go on at once
 ///
 /// It is Lockable: `std::unique_lock` and `std::lock_guard` work on it. Unlike a mutex it belongs to no
@@ -62,6 +84,24 @@ public:
     /// want of memory.
     void async_lock(boost::asio::any_io_executor executor, lock_handler handler) noexcept;
 
+    /// Takes a slot as soon as there is one and completes `token` with it; `boost::asio::use_awaitable` and
+    /// `use_future` yield the `std::unique_lock`, a handler is called with an `error_code` and the lock.
+    /// Never blocks, and never completes from within `async_lock`.
+    ///
+    /// Completes on the executor of the handler, which is kept at work meanwhile, and on `executor` or Asio's
+    /// system executor if it has none of its own. Cancelling it, whatever the type, takes it out of the queue
+    /// and completes it with `operation_aborted` and an empty lock; once a slot was given to it cancelling
+    /// changes nothing and the handler gets the slot. Finding it takes time in proportion to the length of
+    /// the queue. When the context of its executor is destroyed while it waits, it is taken out of the queue
+    /// as well and the handler destroyed without having been called. A result that nobody takes gives its
+    /// slot back.
+    /// @throws std::bad_alloc, having queued nothing
+    template <lock_completion_token Token>
+    auto async_lock(Token&& token);
+    template <class Executor, lock_completion_token Token>
+    requires(boost::asio::execution::is_executor<Executor>::value) auto async_lock(const Executor& executor,
+                                                                                   Token&& token);
+
     /// Gives a slot back and hands it to whoever has waited longest, unless the limit has been lowered below
     /// the number of holders.
     /// @throws std::invalid_argument "... Assertion l->count > 0 failed." when no slot is held; what posting
@@ -75,6 +115,9 @@ public:
     void change_max_lockers(unsigned int max);
 
 private:
+    friend class detail::pending_lock;
+    friend class detail::waiting_locks;
+
     struct state {
         std::uint32_t count;
         std::uint32_t max;
@@ -82,7 +125,14 @@ private:
         std::deque<oneshot_function<void()>> waiting_lockers;
     };
 
-    /// Both with the lock held.
+    /// Lets somebody wait, or in.
+    void enqueue(detail::pending_lock& waiter);
+    /// Whether it was still waiting, and does so no longer.
+    bool withdraw(detail::pending_lock& waiter) noexcept;
+
+    // These with the lock held.
+    /// Holds whenever the lock is free; looked at after every step in a debug build.
+    static void check_invariant(const state& data) noexcept;
     [[nodiscard]] static bool take_slot(state& data) noexcept;
     /// Counts the oldest waiter's slot and takes it off the queue; empty if there is none or no slot is free.
     [[nodiscard]] static oneshot_function<void()> take_waiter(state& data) noexcept;
@@ -92,3 +142,5 @@ private:
 };
 
 } // namespace QV
+
+#include <QVSharedSupport/async_lock.h>

@@ -75,6 +75,9 @@ public:
     /// Whether there is a function to call.
     [[nodiscard]] explicit operator bool() const noexcept { return target_ != nullptr; }
 
+    /// The address of what it owns, null when empty: tells apart functions that exist at the same time.
+    [[nodiscard]] const void* target_address() const noexcept { return target_; }
+
     void swap(oneshot_function& other) noexcept { std::swap(target_, other.target_); }
     friend void swap(oneshot_function& a, oneshot_function& b) noexcept { a.swap(b); }
 
@@ -96,7 +99,10 @@ private:
         explicit target_of(Source&& source) : function_(std::forward<Source>(source)) {}
         void destroy() noexcept override { delete this; }
         Result invoke(Arguments... arguments) override {
-            return std::invoke(std::move(function_), std::forward<Arguments>(arguments)...);
+            if constexpr (std::is_void_v<Result>) // whatever it returns
+                std::invoke(std::move(function_), std::forward<Arguments>(arguments)...);
+            else
+                return std::invoke(std::move(function_), std::forward<Arguments>(arguments)...);
         }
 
     private:

@@ -53,6 +53,9 @@ protected:
     /// tasks it does not wait: it would wait for itself.
     ~thread_queue_base();
 
+    /// Whether both are handles on one queue, or both empty.
+    [[nodiscard]] bool same_queue(const thread_queue_base& other) const noexcept;
+
     /// Exchanges the queues. Each handle goes on waiting, or not, as it was made to.
     void swap(thread_queue_base& other) noexcept;
 
@@ -84,12 +87,15 @@ private:
     bool wait_on_destroy_;
 };
 
+class thread_queue_executor;
+
 /// A queue of tasks with a thread of its own, see `thread_queue_base`.
 ///
 ///     QV::SharedSupport::thread_queue queue("device io");
 ///     queue.push_async([device] { device->ping(); });
 ///     queue.push_async([device] { device->give_up(); }, std::chrono::seconds(10));
 ///     queue.push_sync([device] { device->flush(); });   // rethrows what the task throws
+///     boost::asio::co_spawn(queue.get_executor(), restore(device), boost::asio::detached);
 class thread_queue : public thread_queue_base {
 public:
     using clock = std::chrono::steady_clock;
@@ -123,6 +129,15 @@ public:
     void push_sync(std::function<void()> task, bool allow_from_worker = false) {
         thread_queue_base::push_sync(std::move(task), allow_from_worker);
     }
+
+    /// Whether both are handles on one queue, or both empty.
+    [[nodiscard]] bool same_queue(const thread_queue& other) const noexcept {
+        return thread_queue_base::same_queue(other);
+    }
+
+    /// The queue as an executor for Boost.Asio, with <QVSharedSupport/thread_queue_executor.h>; an empty
+    /// handle is given a queue. @throws std::bad_alloc
+    [[nodiscard]] thread_queue_executor get_executor();
 
 private:
     template <class Rep, class Period>

@@ -186,7 +186,7 @@ TEST(WorkQueue, a_stopped_context_can_be_made_fit_to_run) {
 }
 
 TEST(WorkQueue, takes_its_calls_in_every_order) {
-    // Each number spells one sequence of eight calls in base 4.
+    // Each number spells one sequence of six calls in base 4.
     for (unsigned code = 0; code < 4096; code += 7) {
         WorkQueue queue("io", (code & 1U) != 0);
         std::promise<void> done;
@@ -207,6 +207,38 @@ TEST(WorkQueue, takes_its_calls_in_every_order) {
         queue.start();
         asio::post(queue.get_executor(), [&] { done.set_value(); });
         done.get_future().wait();
+    }
+}
+
+TEST(WorkQueue, takes_reset_at_any_time) {
+    // Each number spells one sequence of six calls in base 5.
+    for (unsigned code = 0; code < 15625; code += 53) {
+        std::atomic<int> ran = 0;
+        WorkQueue queue("io", (code & 1U) != 0);
+        for (unsigned rest = code, i = 0; i < 6; ++i, rest /= 5)
+            switch (rest % 5) {
+            case 0:
+                queue.start();
+                break;
+            case 1:
+                queue.stop();
+                break;
+            case 2:
+                queue.add_thread();
+                break;
+            case 3:
+                queue.reset_context();
+                break;
+            default:
+                queue.reset();
+            }
+        // Its threads may have run out of work and gone: what is posted now waits for the next start.
+        asio::post(queue.get_executor(), [&] { ++ran; });
+        queue.reset();
+        queue.stop();
+        queue.start();
+        queue.join();
+        EXPECT_EQ(ran, 1) << "sequence " << code;
     }
 }
 
