@@ -1,6 +1,6 @@
 #include <QVSharedSupport/debug.h>
 
-#include "../errors/failing_allocator.h"
+#include "../helpers/failing_allocator.h"
 #include "run_child.h"
 
 #include <CFAdapters/String.h>

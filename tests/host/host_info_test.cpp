@@ -2,7 +2,7 @@
 #include <QVSharedSupport/host_info.h>
 #include <QVSharedSupport/software_version.h>
 
-#include "../errors/failing_allocator.h"
+#include "../helpers/failing_allocator.h"
 #include "helper_programs.h"
 
 #include <fmt/format.h>
