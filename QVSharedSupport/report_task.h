@@ -46,7 +46,8 @@ public:
     /// Starts the tool. @throws std::exception, which becomes a launch failure
     using starter = std::function<std::unique_ptr<Child>(boost::asio::any_io_executor)>;
 
-    report_task(executor_type executor, starter start, clock::time_point deadline, std::promise<void> outcome)
+    report_task(const executor_type& executor, starter start, clock::time_point deadline,
+                std::promise<void> outcome)
         : executor_(executor), start_(std::move(start)), timer_(executor, deadline),
           outcome_(std::move(outcome)) {}
 
