@@ -22,7 +22,8 @@ struct list {
     /// The first element; null if nothing was written.
     template <class T>
     [[nodiscard]] const T* first() const noexcept {
-        return bytes.empty() ? nullptr : static_cast<const T*>(static_cast<const void*>(bytes.data()));
+        const void* const start = bytes.data();
+        return bytes.empty() ? nullptr : static_cast<const T*>(start);
     }
 };
 
