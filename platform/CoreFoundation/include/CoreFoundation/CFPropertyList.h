@@ -39,6 +39,9 @@ enum {
 
 /// Reads a list from `data` in whatever format it is. NULL when that fails.
 ///
+/// Refused are also lists nested deeper than 512 levels, and binary ones with sets that take unreasonably
+/// long to tell their elements apart: more than some thousand arrays, or dictionaries, of one length.
+///
 /// @param format  if not NULL, receives the format on success and is left alone on failure
 /// @param error   if not NULL, receives an error to be released by the caller on failure, and is left alone
 /// on success
