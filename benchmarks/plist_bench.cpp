@@ -2,8 +2,8 @@
 //
 //     plist_bench FILE...
 //
-// Reading includes destroying what was read. Each figure is the best of many rounds in turn, so that other work on the
-// machine disturbs both alike.
+// Reading includes destroying what was read. Each figure is the best of many rounds in turn, so that other
+// work on the machine disturbs both alike.
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <plist/plist.h>
