@@ -71,10 +71,6 @@ pending_lock::pending_lock(AsyncDynamicSemaphore& semaphore) noexcept : semaphor
 pending_lock::~pending_lock() = default;
 
 void pending_lock::start(boost::asio::execution_context* context) {
-    if (semaphore_.try_lock()) {
-        grant();
-        return;
-    }
     if (context) {
         waiting_locks& registry = boost::asio::use_service<waiting_locks>(*context);
         registry.add(*this);

@@ -35,7 +35,7 @@ public:
     pending_lock& operator=(const pending_lock&) = delete;
     virtual ~pending_lock();
 
-    /// Delivers a slot, now if one is free. `context` is null for an executor that has none.
+    /// Delivers a slot as soon as there is one. `context` is null for an executor that has none.
     /// @throws std::bad_alloc, having queued nothing; what `deliver` throws
     void start(boost::asio::execution_context* context);
     /// Delivers `operation_aborted`, unless something has been delivered. Not while a delivery of the same
@@ -137,6 +137,13 @@ public:
     template <class Handler, class Executor>
     void operator()(Handler&& handler, const Executor& fallback) const {
         using stored = std::decay_t<Handler>;
+        if (semaphore_->try_lock()) {
+            std::unique_lock slot(*semaphore_, std::adopt_lock);
+            const auto executor = boost::asio::get_associated_executor(handler, fallback);
+            boost::asio::post(executor, lock_delivery<stored>{stored(std::forward<Handler>(handler)),
+                                                              boost::system::error_code(), std::move(slot)});
+            return;
+        }
         std::make_shared<lock_operation<stored, Executor>>(*semaphore_,
                                                            stored(std::forward<Handler>(handler)), fallback)
             ->run();
