@@ -4,8 +4,8 @@
 #include <CFAdapters/CFAdapters.h>
 
 #include <cstddef>
-#include <string>
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace test {

@@ -60,8 +60,8 @@ CF_EXPORT Boolean CFNumberIsFloatType(CFNumberRef number);
 /// Something is always stored: an integer too wide is cut to the low bits, a real is cut towards zero and,
 /// out of range, gives the nearest integer there is (NaN gives 0).
 CF_EXPORT Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, void* valuePtr);
-/// Compares by value, whatever the types. NaN comes before all integers and before the reals that are not negative, and
-/// after those that are; -0.0 comes before 0.
+/// Compares by value, whatever the types. NaN comes before all integers and before the reals that are not
+/// negative, and after those that are; -0.0 comes before 0.
 CF_EXPORT CFComparisonResult CFNumberCompare(CFNumberRef number, CFNumberRef otherNumber, void* context);
 
 CF_EXTERN_C_END
