@@ -23,6 +23,9 @@ public:
     bool RawNumber(const char*, std::size_t, bool) { return false; }
 
 private:
+    friend Derived;
+    value_events() = default;
+
     Derived& self() { return static_cast<Derived&>(*this); }
 };
 
