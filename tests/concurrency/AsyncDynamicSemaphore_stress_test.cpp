@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <list>
 #include <random>
@@ -83,6 +84,7 @@ TEST(AsyncDynamicSemaphore_stress, loses_nothing_among_blocking_and_asynchronous
 }
 
 TEST(AsyncDynamicSemaphore_stress, loses_nothing_among_blocking_users) {
+    // Under Wine a contended mutex is dear.
     stress(2, 8, BLOCKING_OPERATIONS, false);
 }
 
