@@ -52,8 +52,8 @@ CF::String make_text(byte_source& source) {
 
 CF::AutoPointer make_real(byte_source& source) {
     const auto real = std::bit_cast<double>(source.take_bits());
-    // Not-a-number equals nothing, itself included.
-    return CF::Number(std::isnan(real) ? 0.5 : real);
+    // Not-a-number equals nothing, itself included; zero is written without its sign.
+    return CF::Number(std::isnan(real) || real == 0 ? 0.5 : real);
 }
 
 // Written in whole seconds, with a year of four digits.
@@ -82,10 +82,12 @@ CF::AutoPointer make_value(byte_source& source, int levels) {
     std::vector<CF::AutoPointer> elements;
     CF::MutableDictionary members = CF::MutableDictionary::create();
     for (int count = source.take() % 8; count > 0; --count) {
-        if (kind == 6)
+        if (kind == 6) {
             elements.push_back(make_value(source, levels - 1));
-        else
-            members.set(make_text(source), make_value(source, levels - 1));
+        } else {
+            const CF::String name = make_text(source); // first, whatever order a compiler gives arguments
+            members.set(name, make_value(source, levels - 1));
+        }
     }
     return kind == 6 ? CF::AutoPointer(CF::Array::from(elements)) : CF::AutoPointer(members);
 }
