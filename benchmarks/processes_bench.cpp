@@ -239,7 +239,7 @@ int wmain(int count, wchar_t** words) {
     try {
         running_context context;
         bench_throughput(context);
-        for (const std::size_t messages : {1, 100, 10000})
+        for (const std::size_t messages : {1U, 100U, 10000U})
             bench_message_cost(context, messages);
         bench_parsing();
         bench_spawn(context);
