@@ -7,6 +7,8 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/read_until.hpp>
 
+#include <windows.h>
+
 #include <cstdlib>
 #include <string>
 #include <utility>
@@ -60,9 +62,18 @@ TEST(handle_count, is_the_same_after_a_thousand_spawns) {
         spawn(context, kind);
     const unsigned long before = open_handles();
     const int count = spawns();
-    for (int i = 0; i < count; ++i)
-        spawn(context, i);
+    int given_up = 0;
+    for (int i = 0; i < count; ++i) {
+        try {
+            spawn(context, i);
+        } catch (const QV::win32_error& failure) {
+            // Wine's server may give a start up when the machine is busy. That is one more that has failed.
+            if (failure.code().value() != ERROR_INTERNAL_ERROR) throw;
+            ++given_up;
+        }
+    }
     EXPECT_EQ(open_handles(), before);
+    EXPECT_LT(given_up, 5);
     RecordProperty("spawns", count);
 }
 
