@@ -185,25 +185,33 @@ TEST(WorkQueue, a_stopped_context_can_be_made_fit_to_run) {
     asio::post(queue.get_executor(), asio::use_future).wait();
 }
 
+// One of the calls that may come in any order.
+void make_call(WorkQueue& queue, unsigned which) {
+    switch (which) {
+    case 0:
+        queue.start();
+        return;
+    case 1:
+        queue.stop();
+        return;
+    case 2:
+        queue.add_thread();
+        return;
+    case 3:
+        queue.reset_context();
+        return;
+    default:
+        queue.reset();
+    }
+}
+
 TEST(WorkQueue, takes_its_calls_in_every_order) {
     // Each number spells one sequence of six calls in base 4.
     for (unsigned code = 0; code < 4096; code += 7) {
         WorkQueue queue("io", (code & 1U) != 0);
         std::promise<void> done;
         for (unsigned rest = code, i = 0; i < 6; ++i, rest /= 4)
-            switch (rest % 4) {
-            case 0:
-                queue.start();
-                break;
-            case 1:
-                queue.stop();
-                break;
-            case 2:
-                queue.add_thread();
-                break;
-            default:
-                queue.reset_context();
-            }
+            make_call(queue, rest % 4);
         queue.start();
         asio::post(queue.get_executor(), [&] { done.set_value(); });
         done.get_future().wait();
@@ -216,22 +224,7 @@ TEST(WorkQueue, takes_reset_at_any_time) {
         std::atomic<int> ran = 0;
         WorkQueue queue("io", (code & 1U) != 0);
         for (unsigned rest = code, i = 0; i < 6; ++i, rest /= 5)
-            switch (rest % 5) {
-            case 0:
-                queue.start();
-                break;
-            case 1:
-                queue.stop();
-                break;
-            case 2:
-                queue.add_thread();
-                break;
-            case 3:
-                queue.reset_context();
-                break;
-            default:
-                queue.reset();
-            }
+            make_call(queue, rest % 5);
         // Its threads may have run out of work and gone: what is posted now waits for the next start.
         asio::post(queue.get_executor(), [&] { ++ran; });
         queue.reset();
