@@ -111,7 +111,8 @@ keyed_archiver::keyed_archiver(const keyed_archiver& other)
     : objects_(CF::MutableArray::copy_of(other.objects_)),
       top_(CF::MutableDictionary::copy_of(other.top_)), contexts_{{top_,
                                                                    other.contexts_.front().next_generic_key}},
-      known_objects_(other.known_objects_), classes_(other.classes_), cached_uids_(other.cached_uids_) {
+      known_objects_(other.known_objects_), retained_(other.retained_), classes_(other.classes_),
+      cached_uids_(other.cached_uids_) {
     require(objects_ && top_);
 }
 
@@ -121,6 +122,7 @@ keyed_archiver& keyed_archiver::operator=(const keyed_archiver& other) {
     std::swap(top_, copy.top_);
     std::swap(contexts_, copy.contexts_);
     std::swap(known_objects_, copy.known_objects_);
+    std::swap(retained_, copy.retained_);
     std::swap(classes_, copy.classes_);
     std::swap(cached_uids_, copy.cached_uids_);
     std::swap(unfilled_, copy.unfilled_);
@@ -182,8 +184,7 @@ void keyed_archiver::_setObject(std::nullptr_t, detail::keyed_archiver_uid) {
 
 std::optional<detail::keyed_archiver_uid> keyed_archiver::_referenceObject(const void* object,
                                                                            bool conditional) {
-    if (const auto found = known_objects_.find(object); found != known_objects_.end())
-        return found->second.uid;
+    if (const auto found = known_objects_.find(object); found != known_objects_.end()) return found->second;
     if (conditional) return std::nullopt;
 
     const object_kind kind = kind_of(object);
@@ -197,7 +198,8 @@ std::optional<detail::keyed_archiver_uid> keyed_archiver::_referenceObject(const
         set_object_impl(entry, "$class", class_reference(class_name(kind)));
         unfilled_.push_back({retained, entry.keys});
     }
-    known_objects_.emplace(object, known_object{retained, uid});
+    retained_.push_back(retained);
+    known_objects_.emplace(object, uid);
     return uid;
 }
 

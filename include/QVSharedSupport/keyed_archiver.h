@@ -19,12 +19,13 @@
 #include <CFAdapters/Data.h>
 #include <CFAdapters/Dictionary.h>
 
+#include <boost/unordered/unordered_flat_map.hpp>
+
 #include <cstdint>
 #include <deque>
 #include <map>
 #include <optional>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 namespace QV {
@@ -95,11 +96,6 @@ private:
     friend struct content_encoder;
     friend struct keyed_archiver_internals; // for what only a mistake in here could reach
 
-    /// An object that has been given its uid. Retained: no other object may come to stand at its address.
-    struct known_object {
-        CF::AutoPointer object;
-        detail::keyed_archiver_uid uid;
-    };
     /// A container whose entry in the table is still to be filled.
     struct unfilled_object {
         CF::AutoPointer object;
@@ -131,7 +127,10 @@ private:
     CF::MutableArray objects_;
     CF::MutableDictionary top_;
     std::vector<encoding_context> contexts_;
-    std::unordered_map<const void*, known_object> known_objects_;
+    // Flat: the nodes of another map, all over the heap, are what a large archive would spend its time on.
+    boost::unordered_flat_map<const void*, detail::keyed_archiver_uid> known_objects_;
+    /// Those in `known_objects_`: no other object may come to stand at the address of one that has its uid.
+    std::vector<CF::AutoPointer> retained_;
     std::map<std::string, detail::keyed_archiver_uid> classes_;
     std::vector<detail::keyed_archiver_uid> cached_uids_;
     /// Containers are filled one after another, not within each other: that is what saves the stack.

@@ -8,6 +8,8 @@
 
 #include <CoreFoundation/CFDate.h>
 
+#include <boost/unordered/unordered_flat_map.hpp>
+
 #include <bit>
 
 namespace cf::plist {
@@ -45,7 +47,7 @@ private:
         return false;
     }
 
-    std::unordered_map<CFTypeRef, std::size_t> indices_;
+    boost::unordered_flat_map<CFTypeRef, std::size_t> indices_;
     std::vector<numbered> objects_;
     std::vector<std::size_t> references_;
     std::vector<frame> frames_;
