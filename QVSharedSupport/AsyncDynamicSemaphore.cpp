@@ -3,6 +3,7 @@
 #include "assertion.h"
 
 #include <boost/asio/execution.hpp>
+#include <boost/asio/io_context.hpp>
 #include <boost/asio/prefer.hpp>
 #include <boost/asio/require.hpp>
 
@@ -20,6 +21,15 @@ namespace {
 
 using slot_lock = std::unique_lock<AsyncDynamicSemaphore>;
 
+/// As `boost::asio::post`.
+template <class Executor, class Function>
+void post_to(const Executor& executor, Function function) {
+    namespace execution = boost::asio::execution;
+    boost::asio::prefer(boost::asio::require(executor, execution::blocking.never),
+                        execution::relationship.fork)
+        .execute(std::move(function));
+}
+
 /// What `async_lock` leaves in the queue. Destroyed without having been called, it gives its slot back.
 struct asynchronous_waiter {
     slot_lock lock;
@@ -27,12 +37,14 @@ struct asynchronous_waiter {
     AsyncDynamicSemaphore::lock_handler handler;
 
     void operator()() {
-        namespace execution = boost::asio::execution;
-        boost::asio::prefer(boost::asio::require(executor, execution::blocking.never),
-                            execution::relationship.fork)
-            .execute([granted = std::move(lock), call = std::move(handler)]() mutable {
-                call(std::move(granted));
-            });
+        auto delivery = [granted = std::move(lock), call = std::move(handler)]() mutable {
+            call(std::move(granted));
+        };
+        // The usual executor directly: through its type-erased form a post takes twice as long.
+        if (const auto* context = executor.target<boost::asio::io_context::executor_type>())
+            post_to(*context, std::move(delivery));
+        else
+            post_to(executor, std::move(delivery));
     }
 };
 
