@@ -62,7 +62,7 @@ CF::AutoPointer make_date(byte_source& source) {
 }
 
 CF::AutoPointer make_value(byte_source& source, int levels) {
-    const std::uint8_t kind = source.take() % (levels == 0 ? 6 : 8);
+    const int kind = source.take() % (levels == 0 ? 6 : 8);
     switch (kind) {
     case 0:
         return make_text(source);

@@ -19,7 +19,13 @@ public:
     memory_watch& operator=(const memory_watch&) = delete;
 
     /// For the allocation functions: whether the block is granted.
-    bool asks(std::size_t size);
+    bool asks(std::size_t size) {
+        if (asking_) return true;
+        asking_ = true;
+        const bool granted = grant_(size);
+        asking_ = false;
+        return granted;
+    }
 
 private:
     std::function<bool(std::size_t)> grant_;

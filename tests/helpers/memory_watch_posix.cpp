@@ -26,14 +26,6 @@ memory_watch::~memory_watch() {
     current = nullptr;
 }
 
-bool memory_watch::asks(std::size_t size) {
-    if (asking_) return true;
-    asking_ = true;
-    const bool granted = grant_(size);
-    asking_ = false;
-    return granted;
-}
-
 } // namespace test
 
 void* operator new(std::size_t size) {

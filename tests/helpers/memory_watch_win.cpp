@@ -69,12 +69,4 @@ memory_watch::~memory_watch() {
     current = nullptr;
 }
 
-bool memory_watch::asks(std::size_t size) {
-    if (asking_) return true;
-    asking_ = true;
-    const bool granted = grant_(size);
-    asking_ = false;
-    return granted;
-}
-
 } // namespace test

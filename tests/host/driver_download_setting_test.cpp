@@ -1,5 +1,6 @@
 #include "driver_download_setting.h"
 
+#include "../helpers/own_machine_registry.h"
 #include "run_child.h"
 #include "wine_registry.h"
 
@@ -58,37 +59,18 @@ TEST(is_windows_8_or_later, asks_for_6_2_0) {
     EXPECT_FALSE(QV::is_windows_8_or_later(&verify));
 }
 
-/// Shows this process a machine registry of its own, so that the real one is neither read nor written.
-class auto_driver_download : public testing::Test {
+class auto_driver_download : public test::own_machine_registry {
 protected:
     void SetUp() override {
-        RegDeleteTreeW(HKEY_CURRENT_USER, scratch);
-        HKEY machine = nullptr;
-        ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, scratch, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                                  &machine, nullptr),
-                  ERROR_SUCCESS);
-        ASSERT_EQ(RegOverridePredefKey(HKEY_LOCAL_MACHINE, machine), ERROR_SUCCESS);
-        RegCloseKey(machine);
+        own_machine_registry::SetUp();
         be_windows(6, 1, 1);
     }
-    void TearDown() override {
-        RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
-        RegDeleteTreeW(HKEY_CURRENT_USER, scratch);
-    }
 
-    static void set_value(DWORD type, const void* data, std::size_t bytes) {
-        HKEY key = nullptr;
-        ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, key_name, 0, nullptr, 0,
-                                  KEY_SET_VALUE | KEY_WOW64_64KEY, nullptr, &key, nullptr),
-                  ERROR_SUCCESS);
-        EXPECT_EQ(RegSetValueExW(key, value_name, 0, type, static_cast<const BYTE*>(data), DWORD(bytes)),
-                  ERROR_SUCCESS);
-        RegCloseKey(key);
+    static void set_setting(DWORD type, const void* data, std::size_t bytes) {
+        set_value(key_name, value_name, type, data, bytes);
     }
-    static void set_number(DWORD number) { set_value(REG_DWORD, &number, sizeof(number)); }
+    static void set_number(DWORD number) { set_setting(REG_DWORD, &number, sizeof(number)); }
     static bool enabled() { return QV::auto_driver_download_enabled(&verify); }
-
-    static constexpr const wchar_t* scratch = L"Software\\QVSharedSupport host_test";
 };
 
 TEST_F(auto_driver_download, is_enabled_by_exactly_1) {
@@ -102,24 +84,20 @@ TEST_F(auto_driver_download, is_enabled_by_exactly_1) {
 
 TEST_F(auto_driver_download, is_not_enabled_where_nothing_is_set) {
     EXPECT_FALSE(enabled()); // not even the key
-    HKEY key = nullptr;
-    ASSERT_EQ(
-        RegCreateKeyExW(HKEY_LOCAL_MACHINE, key_name, 0, nullptr, 0, KEY_SET_VALUE, nullptr, &key, nullptr),
-        ERROR_SUCCESS);
-    RegCloseKey(key);
+    make_key(key_name);
     EXPECT_FALSE(enabled());
 }
 
 TEST_F(auto_driver_download, is_not_enabled_by_other_types) {
     const std::wstring text = L"1";
-    set_value(REG_SZ, text.c_str(), 4);
+    set_setting(REG_SZ, text.c_str(), 4);
     EXPECT_FALSE(enabled());
     const unsigned long long wide = 1;
-    set_value(REG_QWORD, &wide, sizeof(wide));
+    set_setting(REG_QWORD, &wide, sizeof(wide));
     EXPECT_FALSE(enabled());
-    set_value(REG_BINARY, &wide, 1);
+    set_setting(REG_BINARY, &wide, 1);
     EXPECT_FALSE(enabled());
-    set_value(REG_BINARY, &wide, 8);
+    set_setting(REG_BINARY, &wide, 8);
     EXPECT_FALSE(enabled());
 }
 

@@ -1,3 +1,5 @@
+#include "../../helpers/own_machine_registry.h"
+
 #include <RuntimeLocator/mds_path.h>
 
 #include <gtest/gtest.h>
@@ -5,43 +7,18 @@
 #include <filesystem>
 #include <string>
 
-#include <windows.h>
-
 namespace {
 
 using QV::RuntimeLocator::get_mds_path;
 
-/// Shows this process a machine registry of its own, so that the real one is neither read nor written.
-class get_mds_path_test : public testing::Test {
+class get_mds_path_test : public test::own_machine_registry {
 protected:
-    void SetUp() override {
-        RegDeleteTreeW(HKEY_CURRENT_USER, scratch);
-        HKEY machine = nullptr;
-        ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, scratch, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                                  &machine, nullptr),
-                  ERROR_SUCCESS);
-        ASSERT_EQ(RegOverridePredefKey(HKEY_LOCAL_MACHINE, machine), ERROR_SUCCESS);
-        RegCloseKey(machine);
-    }
-    void TearDown() override {
-        RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
-        RegDeleteTreeW(HKEY_CURRENT_USER, scratch);
-    }
-
-    static void set_value(DWORD type, const void* data, std::size_t bytes) {
-        HKEY key = nullptr;
-        ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Apple Inc.\\Apple Mobile Device Support", 0,
-                                  nullptr, 0, KEY_SET_VALUE | KEY_WOW64_64KEY, nullptr, &key, nullptr),
-                  ERROR_SUCCESS);
-        EXPECT_EQ(RegSetValueExW(key, L"InstallDir", 0, type, static_cast<const BYTE*>(data), DWORD(bytes)),
-                  ERROR_SUCCESS);
-        RegCloseKey(key);
+    static void set_entry(DWORD type, const void* data, std::size_t bytes) {
+        set_value(L"SOFTWARE\\Apple Inc.\\Apple Mobile Device Support", L"InstallDir", type, data, bytes);
     }
     static void set_text(const std::wstring& text, DWORD type = REG_SZ) {
-        set_value(type, text.c_str(), (text.size() + 1) * sizeof(wchar_t));
+        set_entry(type, text.c_str(), (text.size() + 1) * sizeof(wchar_t));
     }
-
-    static constexpr const wchar_t* scratch = L"Software\\QVSharedSupport RuntimeLocator_test";
 };
 
 TEST_F(get_mds_path_test, is_what_the_installer_wrote_down) {
@@ -74,14 +51,14 @@ TEST_F(get_mds_path_test, is_the_default_folder_without_a_usable_entry) {
     set_text(L"relative\\folder");
     EXPECT_EQ(get_mds_path(), nothing_entered);
     const DWORD number = 7;
-    set_value(REG_DWORD, &number, sizeof number);
+    set_entry(REG_DWORD, &number, sizeof number);
     EXPECT_EQ(get_mds_path(), nothing_entered);
-    set_value(REG_BINARY, L"C:\\x", 10);
+    set_entry(REG_BINARY, L"C:\\x", 10);
     EXPECT_EQ(get_mds_path(), nothing_entered);
 }
 
 TEST_F(get_mds_path_test, takes_an_entry_without_its_end) {
-    set_value(REG_SZ, L"C:\\Runtime", 10 * sizeof(wchar_t)); // no NUL: the registry does not see to that
+    set_entry(REG_SZ, L"C:\\Runtime", 10 * sizeof(wchar_t)); // no NUL: the registry does not see to that
     EXPECT_EQ(get_mds_path(), std::filesystem::path(L"C:\\Runtime"));
 }
 
