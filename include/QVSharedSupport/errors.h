@@ -82,8 +82,7 @@ enum class errc : int {
     /// "Ok": the code has not failed.
     ok = 0,
     /// "End of file": the other side will send no more. Asio's end of file, the POSIX broken pipe, and on
-    /// Windows
-    /// error 38 (ERROR_HANDLE_EOF) of the system category.
+    /// Windows error 38 (ERROR_HANDLE_EOF) of the system category.
     eof = 1
 };
 
