@@ -64,9 +64,8 @@ public:
     _request(std::string method, std::optional<IdType> id, std::optional<ParamsType> params);
     /// Reads the members of a message, in this order, and ignores those that it does not know.
     /// @throws std::runtime_error "Requests MUST contain a jsonrpc and it MUST be 2.0", "Requests MUST have a
-    /// method",
-    ///         "method MUST be a string", "Request params MUST be an array or an object", "ID MUST be a
-    ///         string, number, or null".
+    ///     method", "method MUST be a string", "Request params MUST be an array or an object", "ID MUST be a
+    ///     string, number, or null".
     _request(const JsonObject& message);
     _request(const _request& other);
     _request(_request&& other) noexcept;
@@ -103,8 +102,7 @@ public:
     Notification(std::string method, std::optional<ParamsType> params);
     /// Reads a message.
     /// @throws std::runtime_error what `_request` throws, then "Notification objects MUST NOT contain an id",
-    /// for an
-    ///         id of null as well.
+    ///     for an id of null as well.
     Notification(const JsonObject& message);
     Notification(const Notification& other);
     Notification(Notification&& other) noexcept;
@@ -129,9 +127,8 @@ struct QV_EXPORT Error {
     Error(int code, std::string message, std::optional<JsonValue> data);
     /// Reads the "error" of a response.
     /// @throws std::runtime_error in this order "errors MUST contain a code", "error code MUST be a number",
-    /// "error
-    ///         code MUST be an integer" (one that an `int` holds), "errors MUST contain a message", "error
-    ///         message MUST be a string".
+    ///     "error code MUST be an integer" (one that an `int` holds), "errors MUST contain a message", "error
+    ///     message MUST be a string".
     Error(const JsonObject& error);
     Error(const Error& other);
     Error(Error&& other) noexcept;
@@ -161,9 +158,8 @@ public:
     Response(const Request& request, std::optional<JsonValue> result, std::optional<Error> error);
     /// Reads a message.
     /// @throws std::runtime_error in this order "Responses MUST contain a jsonrpc and it MUST be 2.0",
-    /// "Responses MUST
-    ///         contain an id", "ID MUST be a string, number, or null", "error MUST be an object", what
-    ///         `Error` throws, and what `validate()` throws.
+    ///     "Responses MUST contain an id", "ID MUST be a string, number, or null", "error MUST be an object",
+    ///     what `Error` throws, and what `validate()` throws.
     Response(const JsonObject& message);
     Response(const Response& other);
     Response(Response&& other) noexcept;
@@ -173,8 +169,7 @@ public:
 
     /// Checks that there is either a result or an error.
     /// @throws std::runtime_error "Response objects MUST NOT have a result and an error", "Response objects
-    /// MUST have a
-    ///         result or an error".
+    ///     MUST have a result or an error".
     void validate() const;
 
     /// The message as it goes over the wire.

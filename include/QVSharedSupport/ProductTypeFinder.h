@@ -36,8 +36,7 @@ public:
     /// skipped: one whose key does not begin with a number, or whose value is empty or no string. Blanks and
     /// a sign before the number, and anything after it, are accepted.
     /// @throws std::runtime_error "version info has no dictionary 'NAME'" if one of the three is missing or
-    /// is
-    ///     something else; the tables stay as they were
+    ///     is something else; the tables stay as they were
     /// @throws std::out_of_range "stoi argument out of range" if a number is beyond 32 bits with a sign. The
     ///     table that has it stays as it was; that of DFU has been replaced if the number is one of Recovery.
     /// @throws std::bad_alloc and the tables stay as they were

@@ -44,13 +44,11 @@ constexpr bool is_other_control(unsigned char byte) noexcept {
 ///     fmt::format("{:em100}", boost::asio::buffer(bytes));  // the first 100 bytes, escaped
 ///
 /// `e` escapes control characters (tab, line feed, vertical tab, form feed and carriage return as in C,
-/// others as
-/// `\x` and two hexadecimal digits) and the backslash. Bytes of 0x80 and above stay as they are, so UTF-8 is
-/// readable. `m` and a decimal number limits how many bytes of the input are written. Without either, the
-/// bytes are written as they are.
+/// others as `\x` and two hexadecimal digits) and the backslash. Bytes of 0x80 and above stay as they are, so
+/// UTF-8 is readable. `m` and a decimal number limits how many bytes of the input are written. Without
+/// either, the bytes are written as they are.
 /// @throws fmt::format_error "Missing maximum length amount" for `m` without digits; "Maximum length is too
-/// large" for
-///     a number of more than 64 bits. In a format checked at compile time both are compile errors.
+///     large" for a number of more than 64 bits. In a format checked at compile time both are compile errors.
 template <class Buffers>
 requires(boost::asio::is_const_buffer_sequence<Buffers>::value) struct fmt::formatter<Buffers, char> {
     constexpr auto parse(fmt::format_parse_context& context) {

@@ -155,8 +155,7 @@ struct keyed_unarchiver {
     QV_EXPORT explicit keyed_unarchiver(CF::Array objects);
     /// Reads from a whole archive.
     /// @throws std::invalid_argument "The dictionary is not a keyed archive" unless it has an array
-    /// "$objects"
-    ///     and a dictionary "$top"
+    ///     "$objects" and a dictionary "$top"
     QV_EXPORT static keyed_unarchiver open(const CF::Dictionary& archive,
                                            unknown_classes unknown = unknown_classes::refuse);
     QV_EXPORT keyed_unarchiver(const keyed_unarchiver&);

@@ -35,9 +35,8 @@ public:
     /// Ends a child that is still held, as `close()`.
     ///
     /// @throws as `close()`: that an owned child could not be ended must not go unnoticed. The handle is
-    /// closed all the
-    ///     same. While another exception unwinds the stack the failure is logged at level 4 instead of
-    ///     thrown.
+    ///     closed all the same. While another exception unwinds the stack the failure is logged at level 4
+    ///     instead of thrown.
     ~process_handle() noexcept(false);
 
     /// Closes what is held, as `close()`, then takes ownership of `native`.

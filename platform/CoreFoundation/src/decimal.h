@@ -12,8 +12,7 @@ namespace cf {
 double parse_decimal(std::string_view text);
 
 /// A finite real as printf's %.17g writes it: enough digits to read the same value back. "0.0" for both
-/// zeros; "nan",
-/// "+infinity" and "-infinity" for the rest.
+/// zeros; "nan", "+infinity" and "-infinity" for the rest.
 /// @throws std::bad_alloc
 std::string format_decimal(double value);
 

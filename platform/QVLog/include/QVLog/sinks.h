@@ -95,8 +95,7 @@ struct rotating_file_options {
 };
 
 /// @throws std::invalid_argument "The path of a log file must not be empty", "The size of a log file must not
-/// be zero"
-///         or "Too many log files"; std::runtime_error if the file cannot be opened, with the reason.
+///     be zero" or "Too many log files"; std::runtime_error if the file cannot be opened, with the reason.
 QVLOG_EXPORT std::shared_ptr<sink> make_rotating_file_sink(const rotating_file_options& options);
 
 /// Calls `function` with each message, on the thread that logs it, and on several at once if several do.

@@ -56,9 +56,8 @@ public:
 
     /// Starts a thread that calls `function(arguments...)` with decayed copies, as `std::thread` does.
     /// @throws std::system_error `std::errc::invalid_argument` if this object has a thread already;
-    /// `win32_error` if
-    ///         the system refuses a new one (then nothing has run and the copies are destroyed);
-    ///         std::bad_alloc; and what copying the arguments throws.
+    ///     `win32_error` if the system refuses a new one (then nothing has run and the copies are destroyed);
+    ///     std::bad_alloc; and what copying the arguments throws.
     template <class Function, class... Arguments>
     void start_thread(Function&& function, Arguments&&... arguments) {
         static_assert(std::is_invocable_v<std::decay_t<Function>, std::decay_t<Arguments>...>,

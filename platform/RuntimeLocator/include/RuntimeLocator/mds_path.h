@@ -18,8 +18,7 @@ namespace QV::RuntimeLocator {
 /// Reads the registry on each call: the runtime may be installed while the program runs. Any thread may call
 /// it.
 /// @throws std::bad_alloc; std::system_error "get_mds_path" if the system does not know its common program
-/// files
-///         either, which is always so elsewhere than on Windows.
+///     files either, which is always so elsewhere than on Windows.
 RUNTIMELOCATOR_EXPORT std::filesystem::path get_mds_path();
 
 /// Makes `get_mds_path` return `folder` from now on, for the whole process; no value ends that.
