@@ -1,3 +1,5 @@
+#include "../helpers/death_test.h"
+
 #include <QVSharedSupport/AsyncDynamicSemaphore.h>
 
 #include <QVPlatformCompatibility/thread.h>
@@ -291,9 +293,9 @@ TEST(AsyncDynamicSemaphore, refuses_to_unlock_what_nobody_holds) {
     EXPECT_EQ(free_slots(semaphore), 1) << "usable as before";
 }
 
-#if GTEST_HAS_DEATH_TEST
+using AsyncDynamicSemaphoreDeathTest = test::death_test;
 
-TEST(AsyncDynamicSemaphoreDeathTest, destroying_it_with_a_slot_held_ends_the_process) {
+TEST_F(AsyncDynamicSemaphoreDeathTest, destroying_it_with_a_slot_held_ends_the_process) {
     EXPECT_DEATH(
         {
             AsyncDynamicSemaphore semaphore(1);
@@ -302,7 +304,7 @@ TEST(AsyncDynamicSemaphoreDeathTest, destroying_it_with_a_slot_held_ends_the_pro
         "Assertion data.count == 0 failed.");
 }
 
-TEST(AsyncDynamicSemaphoreDeathTest, destroying_it_with_a_waiter_ends_the_process) {
+TEST_F(AsyncDynamicSemaphoreDeathTest, destroying_it_with_a_waiter_ends_the_process) {
     boost::asio::io_context context;
     EXPECT_DEATH(
         {
@@ -312,7 +314,7 @@ TEST(AsyncDynamicSemaphoreDeathTest, destroying_it_with_a_waiter_ends_the_proces
         "Assertion data.waiting_lockers.empty\\(\\) failed.");
 }
 
-TEST(AsyncDynamicSemaphoreDeathTest, the_slot_is_checked_before_the_queue) {
+TEST_F(AsyncDynamicSemaphoreDeathTest, the_slot_is_checked_before_the_queue) {
     boost::asio::io_context context;
     EXPECT_DEATH(
         {
@@ -323,12 +325,10 @@ TEST(AsyncDynamicSemaphoreDeathTest, the_slot_is_checked_before_the_queue) {
         "Assertion data.count == 0 failed.");
 }
 
-TEST(AsyncDynamicSemaphoreDeathTest, an_empty_handler_ends_the_process) {
+TEST_F(AsyncDynamicSemaphoreDeathTest, an_empty_handler_ends_the_process) {
     boost::asio::io_context context;
     AsyncDynamicSemaphore semaphore(1);
     EXPECT_DEATH(semaphore.async_lock(context.get_executor(), nullptr), "Assertion handler failed.");
 }
-
-#endif
 
 } // namespace

@@ -1,3 +1,5 @@
+#include "../helpers/death_test.h"
+
 #include <QVSharedSupport/WorkQueue.h>
 
 #include <QVSharedSupport/threads.h>
@@ -273,8 +275,9 @@ TEST(WorkQueue, serves_coroutines) {
     EXPECT_NE(inside, QV::thread::current_id());
 }
 
-#if GTEST_HAS_DEATH_TEST
-TEST(WorkQueueDeathTest, an_exception_that_leaves_a_handler_ends_the_process) {
+using WorkQueueDeathTest = test::death_test;
+
+TEST_F(WorkQueueDeathTest, an_exception_that_leaves_a_handler_ends_the_process) {
     EXPECT_DEATH(
         {
             WorkQueue queue("io", true);
@@ -283,6 +286,5 @@ TEST(WorkQueueDeathTest, an_exception_that_leaves_a_handler_ends_the_process) {
         },
         "nobody catches this");
 }
-#endif
 
 } // namespace

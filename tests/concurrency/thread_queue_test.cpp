@@ -1,3 +1,5 @@
+#include "../helpers/death_test.h"
+
 #include <QVSharedSupport/thread_queue.h>
 
 #include <QVSharedSupport/threads.h>
@@ -524,9 +526,9 @@ TEST(thread_queue, handles_may_go_in_every_order_while_tasks_remain) {
     }
 }
 
-#if GTEST_HAS_DEATH_TEST
+using thread_queueDeathTest = test::death_test;
 
-TEST(thread_queueDeathTest, an_exception_that_leaves_an_asynchronous_task_ends_the_process) {
+TEST_F(thread_queueDeathTest, an_exception_that_leaves_an_asynchronous_task_ends_the_process) {
     EXPECT_DEATH(
         {
             thread_queue queue("io");
@@ -535,7 +537,7 @@ TEST(thread_queueDeathTest, an_exception_that_leaves_an_asynchronous_task_ends_t
         "nobody catches this");
 }
 
-TEST(thread_queueDeathTest, the_process_may_end_with_a_worker_alive) {
+TEST_F(thread_queueDeathTest, the_process_may_end_with_a_worker_alive) {
     EXPECT_EXIT(
         {
             thread_queue queue("io", false);
@@ -544,7 +546,5 @@ TEST(thread_queueDeathTest, the_process_may_end_with_a_worker_alive) {
         },
         testing::ExitedWithCode(7), "");
 }
-
-#endif
 
 } // namespace

@@ -1,3 +1,5 @@
+#include "../../helpers/death_test.h"
+
 #include <QVPlatformCompatibility/thread.h>
 
 #include <gtest/gtest.h>
@@ -179,15 +181,13 @@ TEST(thread, a_function_that_cannot_be_copied_starts_nothing) {
     EXPECT_FALSE(worker.joinable());
 }
 
-using thread_death_test = testing::Test;
+using thread_death_test = test::death_test;
 
-TEST(thread_death_test, destroying_a_joinable_one_ends_the_process) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+TEST_F(thread_death_test, destroying_a_joinable_one_ends_the_process) {
     EXPECT_DEATH({ const QV::thread worker([] {}); }, "neither joined nor detached");
 }
 
-TEST(thread_death_test, assigning_to_a_joinable_one_ends_the_process) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+TEST_F(thread_death_test, assigning_to_a_joinable_one_ends_the_process) {
     EXPECT_DEATH(
         {
             QV::thread worker([] {});
@@ -196,8 +196,7 @@ TEST(thread_death_test, assigning_to_a_joinable_one_ends_the_process) {
         "neither joined nor detached");
 }
 
-TEST(thread_death_test, an_exception_that_leaves_the_function_ends_the_process) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+TEST_F(thread_death_test, an_exception_that_leaves_the_function_ends_the_process) {
     EXPECT_DEATH(
         {
             QV::thread worker([] { throw std::runtime_error("left the thread"); });
