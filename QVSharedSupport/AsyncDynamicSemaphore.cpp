@@ -95,6 +95,7 @@ void AsyncDynamicSemaphore::lock() {
     grant.wait();
 }
 
+// Ends the process for want of memory, as its documentation says. NOLINTNEXTLINE(bugprone-exception-escape)
 void AsyncDynamicSemaphore::async_lock(boost::asio::any_io_executor executor, lock_handler handler) noexcept {
     expect(static_cast<bool>(handler), "handler");
     asynchronous_waiter waiter{slot_lock(*this, std::adopt_lock), std::move(executor), std::move(handler)};

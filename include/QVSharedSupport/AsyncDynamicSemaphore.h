@@ -143,4 +143,5 @@ private:
 
 } // namespace QV
 
+// The definitions of the class's own templates. NOLINTNEXTLINE(misc-header-include-cycle)
 #include <QVSharedSupport/async_lock.h>

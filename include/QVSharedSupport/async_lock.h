@@ -1,7 +1,7 @@
 /// The completion-token form of `AsyncDynamicSemaphore::async_lock`, which that class's header brings along.
 #pragma once
 
-#include <QVSharedSupport/AsyncDynamicSemaphore.h>
+#include <QVSharedSupport/AsyncDynamicSemaphore.h> // NOLINT(misc-header-include-cycle): see there
 
 #include <boost/asio/associated_allocator.hpp>
 #include <boost/asio/associated_cancellation_slot.hpp>

@@ -51,7 +51,7 @@ public:
         if constexpr (detail::can_be_empty<std::remove_cvref_t<Function>>) {
             if (!static_cast<bool>(function)) return;
         }
-        target_ = new target_of<stored>(std::forward<Function>(function));
+        target_ = new target_of<stored>(std::in_place, std::forward<Function>(function));
     }
 
     oneshot_function(oneshot_function&& other) noexcept : target_(std::exchange(other.target_, nullptr)) {}
@@ -96,7 +96,7 @@ private:
     class target_of final : public target {
     public:
         template <class Source>
-        explicit target_of(Source&& source) : function_(std::forward<Source>(source)) {}
+        target_of(std::in_place_t, Source&& source) : function_(std::forward<Source>(source)) {}
         void destroy() noexcept override { delete this; }
         Result invoke(Arguments... arguments) override {
             if constexpr (std::is_void_v<Result>) // whatever it returns
