@@ -18,7 +18,7 @@ const CF::String failure_reason_key(CFSTR("FailureReason"));
 const CF::String is_friendly_key(CFSTR("IsFriendly"));
 const CF::String underlying_error_key(CFSTR("UnderlyingError"));
 
-CF::String or_no_text(CF::String text) {
+CF::String or_no_text(const CF::String& text) {
     return text ? text : CF::String(CFSTR(""));
 }
 

@@ -28,6 +28,7 @@ keyed_archiver_uid uid_of(const CF::Number& number) {
 
 } // namespace
 
+// By value, as callers have always linked it. NOLINTNEXTLINE(performance-unnecessary-value-param)
 std::optional<keyed_archiver_uid> extract_uid(CF::AutoPointer object) {
     if (!may_be_reference(object)) return std::nullopt;
     // A dictionary that was never parsed. What is larger than a reference is not worth writing out.

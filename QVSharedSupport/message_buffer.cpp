@@ -9,11 +9,12 @@ namespace QV {
 namespace {
 
 constexpr std::string_view delimiter = "</plist>";
+constexpr std::size_t kilobyte = 1024;
 // One read fetches at most this much, as Asio's own composed reads do.
-constexpr std::size_t most_room = 64 * 1024;
-constexpr std::size_t least_room = 4 * 1024;
+constexpr std::size_t most_room = 64 * kilobyte;
+constexpr std::size_t least_room = 4 * kilobyte;
 // An empty buffer larger than this gives its memory back: one huge message must not be paid for ever.
-constexpr std::size_t kept_when_empty = 1024 * 1024;
+constexpr std::size_t kept_when_empty = 1024 * kilobyte;
 
 } // namespace
 

@@ -98,7 +98,7 @@ std::optional<CF::AutoPointer> plain_decoder::begin() {
 
 // What an object has under a key, there or referred to.
 CF::AutoPointer plain_decoder::member(const CF::Dictionary& object, const CF::String& key) const {
-    CF::AutoPointer value = object[key];
+    const CF::AutoPointer value = object[key];
     const std::optional<detail::keyed_archiver_uid> uid = detail::extract_uid(value);
     return uid ? unarchiver_.get_raw(*uid) : value;
 }
@@ -197,7 +197,7 @@ CF::AutoPointer plain_decoder::leave_object(const CF::AutoPointer& value) {
 keyed_unarchiver::place plain_decoder::place_of_next() const {
     const container& inner = containers_.back();
     if (!inner.is_dictionary || inner.next < inner.keys_to_decode) return inner.next;
-    if (const CF::String key(inner.keys[inner.next - inner.keys_to_decode]); key) return key;
+    if (CF::String key(inner.keys[inner.next - inner.keys_to_decode]); key) return key;
     return inner.next - inner.keys_to_decode;
 }
 

@@ -28,8 +28,7 @@ std::optional<qvamdrecoverytool::message_type> make_message(const CF::Dictionary
     try {
         if (const auto type = dictionary.get<CF::String>("Type"))
             return qvamdrecoverytool::message_type{from_cf_type_t<std::string>{}(type), dictionary["Value"]};
-    } catch (...) {
-        // No memory for the text: reported below like any message that cannot be read.
+    } catch (...) { // NOLINT(bugprone-empty-catch): no memory for the text; reported as one that is not there
     }
     log_stream(Logging::log_level::critical, "{}: Message doesn't contain Type: {}",
                std::source_location::current().function_name(), dictionary);

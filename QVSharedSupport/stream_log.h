@@ -22,8 +22,7 @@ void log_stream(Logging::log_level level, fmt::format_string<Arguments...> forma
     try {
         static const Logging::logger log = Logging::get_logger("Global.Streams");
         log.log(level, format, std::forward<Arguments>(arguments)...);
-    } catch (...) {
-        // No memory even for the logger's name; logging must not become the caller's failure.
+    } catch (...) { // NOLINT(bugprone-empty-catch): logging must not become the caller's failure
     }
 }
 

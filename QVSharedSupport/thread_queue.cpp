@@ -63,6 +63,8 @@ struct thread_queue_base::internal_data {
 
 /// With the lock held.
 void thread_queue_base::internal_data::start_worker(const std::shared_ptr<internal_data>& data) {
+    // The worker's own reference, which ends with its work.
+    // NOLINTNEXTLINE(performance-unnecessary-value-param)
     thread worker([](std::shared_ptr<internal_data> own) { own->work(); }, data);
     data->worker_thread_id = worker.get_id();
     worker.detach();
