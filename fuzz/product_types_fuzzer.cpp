@@ -24,7 +24,7 @@ void look_up(const CF::Dictionary& entries, TypeOf type_of, NumberOf number_of) 
             if (type_of(number_of(type)) != type) std::abort();
         } catch (const std::out_of_range& failure) {
             // Skipped, or its number belongs to another type.
-            // A text is read up to its first NUL.
+            // A text is read up to its first NUL. NOLINTNEXTLINE(readability-redundant-string-cstr)
             if (failure.what() != std::string_view(("Can't find device " + type).c_str())) std::abort();
         }
     }

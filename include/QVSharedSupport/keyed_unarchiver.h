@@ -301,13 +301,13 @@ std::optional<T> keyed_unarchiver::decode_current() {
             if (!value) refuse(type);
             return value;
         } else if constexpr (std::same_as<T, bool>) {
-            return from_cf_type_t<bool>{}(*decode_current<CF::Boolean>());
+            return from_cf_type_t<bool>{}(decode_current<CF::Boolean>().value());
         } else if constexpr (std::integral<T> || std::floating_point<T>) {
             return decode_number<T>();
         } else if constexpr (std::same_as<T, std::string>) {
-            return decode_current<CF::String>()->to_string();
+            return decode_current<CF::String>().value().to_string();
         } else if constexpr (std::same_as<T, std::vector<std::byte>>) {
-            return decode_current<CF::Data>()->to_vector();
+            return decode_current<CF::Data>().value().to_vector();
         } else if constexpr (detail::is_vector<T>) {
             T values;
             for (std::size_t index = 0; const CF::AutoPointer& element : element_references(type))
@@ -330,7 +330,7 @@ std::optional<T> keyed_unarchiver::decode_current() {
 
 template <class T>
 T keyed_unarchiver::decode_number() {
-    const CF::Number number = *decode_current<CF::Number>();
+    const CF::Number number = decode_current<CF::Number>().value();
     if constexpr (std::floating_point<T>) {
         return static_cast<T>(from_cf_type_t<double>{}(number));
     } else {

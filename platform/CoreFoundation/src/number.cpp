@@ -138,8 +138,9 @@ double to_double(int128 value) {
     } else {
         // Sixty-four leading bits, the last of which also stands for everything below it, round as the whole
         // would.
-        const auto shift = 64U - static_cast<unsigned>(std::countl_zero(high));
+        const auto shift = 64U - static_cast<unsigned>(std::countl_zero(high)); // not 0, as `high` is not
         const std::uint64_t below = shift == 64 ? low : low & ((std::uint64_t{1} << shift) - 1);
+        // NOLINTNEXTLINE(clang-analyzer-core.BitwiseShift)
         std::uint64_t leading = shift == 64 ? high : high << (64U - shift) | low >> shift;
         if (below != 0) leading |= 1U;
         nearest = std::ldexp(static_cast<double>(leading), static_cast<int>(shift));
