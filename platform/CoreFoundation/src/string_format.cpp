@@ -255,6 +255,7 @@ private:
 };
 
 void fetch(argument& to, va_list* from) {
+    // Types that are alike here differ elsewhere. NOLINTBEGIN(bugprone-branch-clone)
     switch (to.how) {
     case passed_as::nothing: // A number that the format skips: nothing is known of it but that most are
                              // integers.
@@ -286,6 +287,7 @@ void fetch(argument& to, va_list* from) {
         to.pointer = va_arg(*from, const void*);
         break;
     }
+    // NOLINTEND(bugprone-branch-clone)
 }
 
 std::string upper_case(std::string text) {
@@ -473,6 +475,7 @@ private:
     void write_signed(const piece& piece) {
         long long number = value(piece).integer;
         if (piece.shortened == 1) number = static_cast<short>(number);
+        // The sign stays. NOLINTNEXTLINE(bugprone-signed-char-misuse)
         if (piece.shortened > 1) number = static_cast<signed char>(number);
         const auto bits = static_cast<unsigned long long>(number);
         write_integer(piece, sign(piece, number < 0), number < 0 ? 0 - bits : bits, 10);

@@ -230,6 +230,7 @@ CFStringEncoding CFStringConvertIANACharSetNameToEncoding(CFStringRef theString)
 
 CFStringRef CFStringConvertEncodingToIANACharSetName(CFStringEncoding encoding) {
     for (const encoding_name& known : encoding_names) {
+        // The names are literals. NOLINTNEXTLINE(bugprone-suspicious-stringview-data-usage)
         if (known.encoding == encoding) return __CFStringMakeConstantString(known.name.data());
     }
     return nullptr;
