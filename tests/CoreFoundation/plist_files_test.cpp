@@ -12,7 +12,6 @@
 
 namespace {
 
-using objects::own;
 using plist_cases::object;
 using plist_cases::owned;
 
