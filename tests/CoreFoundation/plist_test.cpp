@@ -570,6 +570,7 @@ void fail_at_every_call(const Operation& operation) {
         const object made(operation(allocator.get()));
         if (!allocator.failed()) {
             EXPECT_NE(made, nullptr);
+            EXPECT_GT(calls, 0) << "it asked another allocator";
             return;
         }
         allocator.allow(std::numeric_limits<int>::max());
