@@ -1,8 +1,8 @@
 #include <QVSharedSupport/software_version.h>
 
 #include "module_version.h"
+#include "try_log.h"
 
-#include <QVLog/QVLog.h>
 #include <QVPlatformCompatibility/win32_error.h>
 #include <RuntimeLocator/mds_path.h>
 
@@ -18,16 +18,9 @@ software_version or_unknown(const char* name, Function read) noexcept {
     try {
         return read();
     } catch (const std::exception& failure) {
-        try {
-            Logging::get_logger("System").log(Logging::log_level::error,
-                                              "Reading the version of module '{}' failed: {}", name,
-                                              failure.what());
-        } catch (...) {
-            // No memory for so much as a logger: there is nothing left to say it with.
-            return {};
-        }
-    } catch (...) {
-        return {};
+        try_log("System", Logging::log_level::error, "Reading the version of module '{}' failed: {}", name,
+                failure.what());
+    } catch (...) { // NOLINT(bugprone-empty-catch): there is nothing to be said of it
     }
     return {};
 }

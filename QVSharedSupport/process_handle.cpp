@@ -1,6 +1,7 @@
 #include <QVSharedSupport/process_handle.h>
 
-#include <QVLog/QVLog.h>
+#include "try_log.h"
+
 #include <QVPlatformCompatibility/win32_error.h>
 
 #include <windows.h>
@@ -11,13 +12,9 @@
 namespace QV {
 namespace {
 
+// Reached only while the stack unwinds.
 void log_failure(const char* signature, const char* what) noexcept {
-    // Reached only while the stack unwinds; what cannot even be logged must not end the process.
-    try {
-        Logging::v2::get_logger("System").log(Logging::v2::log_level{4}, "{}: Child not ended: {}", signature,
-                                              what);
-    } catch (...) {
-    }
+    try_log("System", Logging::log_level::error, "{}: Child not ended: {}", signature, what);
 }
 
 } // namespace

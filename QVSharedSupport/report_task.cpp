@@ -1,6 +1,6 @@
 #include "report_task.h"
 
-#include <QVLog/QVLog.h>
+#include "try_log.h"
 
 #include <algorithm>
 
@@ -29,11 +29,7 @@ std::exception_ptr launch_failure(const std::exception& failure) noexcept {
 }
 
 void log_not_ended(const std::exception& failure) noexcept {
-    try {
-        Logging::get_logger("System").log(Logging::log_level::error, "msinfo32 was not ended: {}",
-                                          failure.what());
-    } catch (...) { // NOLINT(bugprone-empty-catch): the report's own outcome is what counts
-    }
+    try_log("System", Logging::log_level::error, "msinfo32 was not ended: {}", failure.what());
 }
 
 } // namespace QV::SystemConfiguration

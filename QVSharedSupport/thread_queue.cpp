@@ -2,7 +2,7 @@
 
 #include <QVSharedSupport/threads.h>
 
-#include <QVLog/QVLog.h>
+#include "try_log.h"
 
 #include <algorithm>
 #include <condition_variable>
@@ -144,8 +144,8 @@ void thread_queue_base::internal_data::run_inline(const std::shared_ptr<internal
         if (!tasks.empty()) start_worker(self);
     } catch (const std::exception& refused) {
         if (!failure) throw;
-        Logging::get_logger("System").log(Logging::log_level::error,
-                                          "No thread for the tasks queued meanwhile: {}", refused.what());
+        try_log("System", Logging::log_level::error, "No thread for the tasks queued meanwhile: {}",
+                refused.what());
     }
     lock.unlock();
     if (failure) std::rethrow_exception(failure);
