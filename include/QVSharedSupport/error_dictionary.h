@@ -16,8 +16,9 @@ namespace QV {
 
 /// The error dictionary of `error`; empty when `error` is.
 ///
-/// Domain, description and failure reason are "" when the error has none. The whole chain of underlying
-/// errors is taken along. @throws std::bad_alloc
+/// Domain, description and failure reason are "" when the error has none. A description that CoreFoundation
+/// makes up, of domain and code, counts as one; it is "" as well when there is no memory to make it up. The
+/// whole chain of underlying errors is taken along. @throws std::bad_alloc
 QV_EXPORT CF::Dictionary DictionaryFromError(const CF::Error& error);
 
 /// The error that `dictionary` describes; empty when it is.

@@ -47,24 +47,28 @@ bool is_out_of_blocks() noexcept {
     return left == 0;
 }
 
-void run_out_of_memory_everywhere(const std::function<void()>& work) {
+void run_out_of_memory_everywhere(const std::function<void()>& work,
+                                  const std::function<void(bool ran_out)>& check) {
     // What is made once and stays is made here.
     work();
+    if (check) check(false);
     long failed = 0;
     for (long count = 0;; ++count) {
         ASSERT_LT(count, 100'000);
         const long before = living;
-        bool is_done = false;
+        bool has_returned = false;
         left = count;
         try {
             work();
-            is_done = left > 0;
+            has_returned = true;
         } catch (const std::bad_alloc&) {
             ++failed;
         }
+        const bool ran_out = left == 0;
         left = -1;
+        if (has_returned && check) check(ran_out);
         ASSERT_EQ(living, before) << "block " << count;
-        if (is_done) break;
+        if (!ran_out) break;
     }
     EXPECT_GT(failed, 0);
     std::cout << failed << " allocations failed in turn\n";

@@ -20,6 +20,11 @@ bool is_out_of_blocks() noexcept;
 ///
 /// `work` has to throw std::bad_alloc where there is no memory; what it throws else, and what it returns
 /// from, is taken as it is. Whichever way it ends, it has to have given back what it took.
-void run_out_of_memory_everywhere(const std::function<void()>& work);
+///
+/// Expectations do not belong in it: without memory one that fails cannot even say so. `check`, if there is
+/// one, is called with memory enough whenever `work` has returned, and told whether the blocks had run out.
+/// It has to let go of what `work` has left.
+void run_out_of_memory_everywhere(const std::function<void()>& work,
+                                  const std::function<void(bool ran_out)>& check = {});
 
 } // namespace qv_test

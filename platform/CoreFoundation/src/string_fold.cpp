@@ -3,6 +3,7 @@
 #include "unicode_tables.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace cf {
 
@@ -38,47 +39,6 @@ const decomposition* find_decomposition(char32_t character) {
     return found == decompositions.end() || found->character != character ? nullptr : &*found;
 }
 
-// Collects what one source character comes to.
-class folder {
-public:
-    folder(std::vector<folded>& out, CFStringCompareFlags options) : out_(out), options_(options) {}
-
-    void add(char32_t character, CFIndex source) {
-        if (character < 0xFFFF && (options_ & kCFCompareWidthInsensitive) != 0)
-            character = map_by_runs(widths, static_cast<UniChar>(character));
-        if (character > 0xFFFF || (options_ & kCFCompareCaseInsensitive) == 0)
-            return decompose(character, source);
-        const mapped lower = fold_case(static_cast<UniChar>(character));
-        for (std::size_t i = 0; i < lower.count; ++i)
-            decompose(lower.units[i], source);
-    }
-
-private:
-    void decompose(char32_t character, CFIndex source) {
-        if ((options_ & decomposing) == 0) return put(character, source);
-        if (character >= 0xAC00 && character <= 0xD7A3) return decompose_hangul(character, source);
-        const decomposition* parts = find_decomposition(character);
-        if (parts == nullptr) return put(character, source);
-        decompose(parts->first, source);
-        if (parts->second != 0) decompose(parts->second, source);
-    }
-
-    void decompose_hangul(char32_t syllable, CFIndex source) {
-        const char32_t index = syllable - 0xAC00;
-        put(0x1100 + index / (21 * 28), source);
-        put(0x1161 + index / 28 % 21, source);
-        if (index % 28 != 0) put(0x11A7 + index % 28, source);
-    }
-
-    void put(char32_t character, CFIndex source) {
-        if ((options_ & kCFCompareDiacriticInsensitive) != 0 && is_mark(character)) return;
-        out_.push_back({character, source});
-    }
-
-    std::vector<folded>& out_;
-    CFStringCompareFlags options_;
-};
-
 } // namespace
 
 mapped to_lower(UniChar unit) {
@@ -102,24 +62,58 @@ bool folds(CFStringCompareFlags options) {
     return (options & (decomposing | kCFCompareCaseInsensitive | kCFCompareWidthInsensitive)) != 0;
 }
 
-std::vector<folded> fold(text_view text, CFRange range, CFStringCompareFlags options) {
-    std::vector<folded> out;
-    out.reserve(static_cast<std::size_t>(range.length));
-    folder folder(out, options);
-    const CFIndex end = range.location + range.length;
-    for (CFIndex i = range.location; i < end; ++i) {
-        const char32_t unit = text[i];
+fold_reader::fold_reader(text_view text, CFRange range, CFStringCompareFlags options) noexcept
+    : text_(text), next_(range.location), end_(range.location + range.length), options_(options),
+      source_(range.location) {
+    read_character();
+}
+
+void fold_reader::advance() noexcept {
+    if (++at_ == count_) read_character();
+}
+
+void fold_reader::read_character() noexcept {
+    at_ = 0;
+    count_ = 0;
+    while (count_ == 0 && next_ < end_) { // a mark may come to nothing
+        source_ = next_++;
+        const char32_t unit = text_[source_];
         // Characters, not units, are what accents and decompositions are about.
-        const bool pair = (options & decomposing) != 0 && (unit & 0xFC00U) == 0xD800 && i + 1 < end &&
-                          (text[i + 1] & 0xFC00U) == 0xDC00;
-        if (!pair) {
-            folder.add(unit, i);
-            continue;
-        }
-        folder.add(0x10000U + ((unit & 0x3FFU) << 10U) + (text[i + 1] & 0x3FFU), i);
-        ++i;
+        const bool pair = (options_ & decomposing) != 0 && (unit & 0xFC00U) == 0xD800 && next_ < end_ &&
+                          (text_[next_] & 0xFC00U) == 0xDC00;
+        add(pair ? 0x10000U + ((unit & 0x3FFU) << 10U) + (text_[next_++] & 0x3FFU) : unit);
     }
-    return out;
+}
+
+void fold_reader::add(char32_t character) noexcept {
+    if (character < 0xFFFF && (options_ & kCFCompareWidthInsensitive) != 0)
+        character = map_by_runs(widths, static_cast<UniChar>(character));
+    if (character > 0xFFFF || (options_ & kCFCompareCaseInsensitive) == 0) return decompose(character);
+    const mapped lower = fold_case(static_cast<UniChar>(character));
+    for (std::size_t i = 0; i < lower.count; ++i)
+        decompose(lower.units[i]);
+}
+
+void fold_reader::decompose(char32_t character) noexcept {
+    if ((options_ & decomposing) == 0) return put(character);
+    if (character >= 0xAC00 && character <= 0xD7A3) return decompose_hangul(character);
+    const decomposition* parts = find_decomposition(character);
+    if (parts == nullptr) return put(character);
+    decompose(parts->first);
+    if (parts->second != 0) decompose(parts->second);
+}
+
+void fold_reader::decompose_hangul(char32_t syllable) noexcept {
+    const char32_t index = syllable - 0xAC00;
+    put(0x1100 + index / (21 * 28));
+    put(0x1161 + index / 28 % 21);
+    if (index % 28 != 0) put(0x11A7 + index % 28);
+}
+
+void fold_reader::put(char32_t character) noexcept {
+    if ((options_ & kCFCompareDiacriticInsensitive) != 0 && is_mark(character)) return;
+    assert(count_ < pieces_.size());
+    pieces_[count_++] = character;
 }
 
 } // namespace cf

@@ -293,12 +293,14 @@ void CFStringFold(CFMutableStringRef theString, CFStringCompareFlags theFlags, C
     if (changed == nullptr || !cf::folds(theFlags)) return;
     try {
         std::vector<UniChar> units;
-        for (const cf::folded& piece : cf::fold(cf::view(changed), all(*changed), theFlags)) {
-            if (piece.character > 0xFFFF) {
-                units.push_back(static_cast<UniChar>(0xD7C0U + (piece.character >> 10U)));
-                units.push_back(static_cast<UniChar>(0xDC00U + (piece.character & 0x3FFU)));
+        for (cf::fold_reader piece(cf::view(changed), all(*changed), theFlags); !piece.at_end();
+             piece.advance()) {
+            const char32_t character = *piece;
+            if (character > 0xFFFF) {
+                units.push_back(static_cast<UniChar>(0xD7C0U + (character >> 10U)));
+                units.push_back(static_cast<UniChar>(0xDC00U + (character & 0x3FFU)));
             } else {
-                units.push_back(static_cast<UniChar>(piece.character));
+                units.push_back(static_cast<UniChar>(character));
             }
         }
         replace_all(*changed, units);

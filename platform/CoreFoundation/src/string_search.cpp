@@ -5,53 +5,56 @@
 
 #include <algorithm>
 #include <functional>
-#include <new>
 #include <optional>
 
 namespace {
 
-using cf::folded;
+using cf::fold_reader;
 using cf::text_view;
 
 CFComparisonResult sign(int order) {
     return order < 0 ? kCFCompareLessThan : order > 0 ? kCFCompareGreaterThan : kCFCompareEqualTo;
 }
 
-bool is_digit(const folded& piece) {
-    return piece.character >= '0' && piece.character <= '9';
+bool is_digit(const fold_reader& place) {
+    return !place.at_end() && *place >= '0' && *place <= '9';
 }
 
-using position = std::vector<folded>::const_iterator;
+// Reads on over digits, all of them or only zeros, and counts them.
+std::size_t skip_digits(fold_reader& place, bool only_zeros) {
+    std::size_t count = 0;
+    for (; is_digit(place) && (!only_zeros || *place == '0'); place.advance())
+        ++count;
+    return count;
+}
 
 // Compares the runs of digits at two places as numbers of any length and moves behind them.
-int compare_numbers(position& a, position a_end, position& b, position b_end) {
-    const auto is_zero = [](const folded& piece) { return piece.character == '0'; };
-    a = std::find_if_not(a, a_end, is_zero);
-    b = std::find_if_not(b, b_end, is_zero);
-    const position a_stop = std::find_if_not(a, a_end, is_digit);
-    const position b_stop = std::find_if_not(b, b_end, is_digit);
-    if (a_stop - a != b_stop - b) return a_stop - a < b_stop - b ? -1 : 1;
-    for (; a != a_stop; ++a, ++b) {
-        if (a->character != b->character) return a->character < b->character ? -1 : 1;
+int compare_numbers(fold_reader& a, fold_reader& b) {
+    skip_digits(a, true);
+    skip_digits(b, true);
+    fold_reader first = a;
+    fold_reader second = b;
+    const std::size_t a_digits = skip_digits(a, false);
+    const std::size_t b_digits = skip_digits(b, false);
+    if (a_digits != b_digits) return a_digits < b_digits ? -1 : 1;
+    for (std::size_t i = 0; i < a_digits; ++i, first.advance(), second.advance()) {
+        if (*first != *second) return *first < *second ? -1 : 1;
     }
     return 0;
 }
 
-int compare_folded(const std::vector<folded>& first, const std::vector<folded>& second, bool numerically) {
-    position a = first.begin();
-    position b = second.begin();
-    while (a != first.end() && b != second.end()) {
-        if (numerically && is_digit(*a) && is_digit(*b)) {
-            const int order = compare_numbers(a, first.end(), b, second.end());
+int compare_folded(fold_reader a, fold_reader b, bool numerically) {
+    while (!a.at_end() && !b.at_end()) {
+        if (numerically && is_digit(a) && is_digit(b)) {
+            const int order = compare_numbers(a, b);
             if (order != 0) return order;
             continue;
         }
-        if (a->character != b->character) return a->character < b->character ? -1 : 1;
-        ++a;
-        ++b;
+        if (*a != *b) return *a < *b ? -1 : 1;
+        a.advance();
+        b.advance();
     }
-    if (a == first.end()) return b == second.end() ? 0 : -1;
-    return 1;
+    return int{b.at_end()} - int{a.at_end()};
 }
 
 text_view part(text_view text, CFRange range) {
@@ -63,8 +66,8 @@ text_view part(text_view text, CFRange range) {
 int compare(text_view a, CFRange range, text_view b, CFStringCompareFlags options) {
     const bool numerically = (options & kCFCompareNumerically) != 0;
     if (cf::folds(options) || numerically) {
-        const int order = compare_folded(cf::fold(a, range, options),
-                                         cf::fold(b, CFRangeMake(0, b.length), options), numerically);
+        const int order = compare_folded(fold_reader(a, range, options),
+                                         fold_reader(b, CFRangeMake(0, b.length), options), numerically);
         if (order != 0 || (options & kCFCompareForcedOrdering) == 0) return order;
     }
     return cf::compare_units(part(a, range), b);
@@ -111,29 +114,41 @@ std::optional<CFRange> find_literally(text_view text, CFRange range, text_view w
     return CFRangeMake(range.location + static_cast<CFIndex>(*found), wanted.length);
 }
 
+// Where a match that begins at `place` ends; nothing if there is none. It ends neither within what came of
+// one character nor, when composed and decomposed forms are the same, between a letter and its marks.
+std::optional<CFIndex> end_of_match(fold_reader place, fold_reader wanted, bool whole_characters,
+                                    CFIndex end_of_range) {
+    for (; !wanted.at_end(); wanted.advance(), place.advance()) {
+        if (place.at_end() || *place != *wanted) return std::nullopt;
+    }
+    if (place.at_end()) return end_of_range;
+    if (!place.begins_character() || (whole_characters && cf::is_mark(*place))) return std::nullopt;
+    return place.source();
+}
+
 std::optional<CFRange> find_folded(text_view text, CFRange range, text_view wanted,
                                    CFStringCompareFlags options) {
-    const std::vector<folded> space = cf::fold(text, range, options);
-    const std::vector<folded> needle = cf::fold(wanted, CFRangeMake(0, wanted.length), options);
-    if (needle.empty() || needle.size() > space.size()) return std::nullopt;
+    const direction where(options);
     const bool whole_characters = (options & kCFCompareNonliteral) != 0;
-    // A match covers whole characters: it neither begins nor ends within what came of one, nor, when composed
-    // and decomposed forms are the same, between a letter and its marks.
-    const auto is_boundary = [&](std::size_t place) {
-        if (place == space.size()) return true;
-        if (place > 0 && space[place].source == space[place - 1].source) return false;
-        return !whole_characters || place == 0 || !cf::is_mark(space[place].character);
-    };
-    const auto found = direction(options).search(space.size() - needle.size(), [&](std::size_t place) {
-        return is_boundary(place) && is_boundary(place + needle.size()) &&
-               std::equal(needle.begin(), needle.end(), space.begin() + static_cast<std::ptrdiff_t>(place),
-                          [](const folded& a, const folded& b) { return a.character == b.character; });
-    });
-    if (!found) return std::nullopt;
-    const CFIndex start = space[*found].source;
-    const std::size_t behind = *found + needle.size();
-    const CFIndex end = behind == space.size() ? range.location + range.length : space[behind].source;
-    return CFRangeMake(start, end - start);
+    const fold_reader needle(wanted, CFRangeMake(0, wanted.length), options);
+    if (needle.at_end()) return std::nullopt;
+    const CFIndex end_of_range = range.location + range.length;
+    std::optional<CFRange> last;
+    bool is_first = true;
+    for (fold_reader place(text, range, options); !place.at_end(); place.advance(), is_first = false) {
+        // It begins where it might end.
+        const bool may_begin =
+            place.begins_character() && (is_first || !whole_characters || !cf::is_mark(*place));
+        if (may_begin && *place == *needle) {
+            const std::optional<CFIndex> end = end_of_match(place, needle, whole_characters, end_of_range);
+            if (end && (!where.backwards || !where.anchored || *end == end_of_range)) {
+                last = CFRangeMake(place.source(), *end - place.source());
+                if (!where.backwards) return last;
+            }
+        }
+        if (where.anchored && !where.backwards) break;
+    }
+    return last;
 }
 
 std::optional<CFRange> find(text_view text, CFRange range, text_view wanted, CFStringCompareFlags options) {
@@ -170,11 +185,7 @@ CFComparisonResult CFStringCompareWithOptions(CFStringRef theString1, CFStringRe
     if (!first_is || !second_is) return sign(int{first_is} - int{second_is});
     const text_view text = cf::view(theString1);
     if (!cf::contains(text.length, rangeToCompare)) rangeToCompare = CFRangeMake(0, text.length);
-    try {
-        return sign(compare(text, rangeToCompare, cf::view(theString2), compareOptions));
-    } catch (const std::bad_alloc&) {
-        return sign(cf::compare_units(part(text, rangeToCompare), cf::view(theString2)));
-    }
+    return sign(compare(text, rangeToCompare, cf::view(theString2), compareOptions));
 }
 
 CFComparisonResult CFStringCompare(CFStringRef theString1, CFStringRef theString2,
@@ -194,13 +205,9 @@ Boolean CFStringFindWithOptions(CFStringRef theString, CFStringRef stringToFind,
     if (!cf::is(theString, cf::type::string) || !cf::is(stringToFind, cf::type::string)) return false;
     const text_view text = cf::view(theString);
     if (!cf::contains(text.length, rangeToSearch)) return false;
-    try {
-        const auto found = find(text, rangeToSearch, cf::view(stringToFind), searchOptions);
-        if (found && result != nullptr) *result = *found;
-        return found.has_value();
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
+    const auto found = find(text, rangeToSearch, cf::view(stringToFind), searchOptions);
+    if (found && result != nullptr) *result = *found;
+    return found.has_value();
 }
 
 Boolean CFStringFindWithOptionsAndLocale(CFStringRef theString, CFStringRef stringToFind,
