@@ -25,6 +25,9 @@ bool is_plain(const CF::AutoPointer& object) {
            object.is<CF::Date>() || object.is<CF::Data>() || object.get() == kCFNull;
 }
 
+/// About a second's work, and plenty for dictionaries of some thousand keys that are containers.
+constexpr std::uint64_t most_compared = 20'000'000;
+
 std::string type_name(const CF::AutoPointer& object) {
     return CF::String::adopt(CFCopyTypeIDDescription(object.type_id())).to_string();
 }
@@ -179,6 +182,8 @@ CF::AutoPointer plain_decoder::leave_container() {
     const container inner = std::move(containers_.back());
     containers_.pop_back();
     if (!inner.is_dictionary) return leave_object(detail::made(CF::Array::from(inner.values)));
+    compared_ += cost_.of_keys(inner.keys);
+    if (compared_ > most_compared) unarchiver_.refuse("NSDictionary");
     std::vector<const void*> keys = raw(inner.keys);
     std::vector<const void*> values = raw(inner.values);
     return leave_object(detail::made(CF::Dictionary::adopt(CFDictionaryCreate(

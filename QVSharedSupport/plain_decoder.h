@@ -1,7 +1,10 @@
 #pragma once
 
+#include "comparison_cost.h"
+
 #include <QVSharedSupport/keyed_unarchiver.h>
 
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -46,6 +49,8 @@ private:
     keyed_unarchiver& unarchiver_;
     std::size_t outermost_; ///< How many objects were being decoded when this began.
     std::vector<container> containers_;
+    comparison_cost cost_;
+    std::uint64_t compared_ = 0; ///< What the dictionaries made so far have cost at worst.
 };
 
 } // namespace QV

@@ -7,7 +7,8 @@
 ///
 /// An archive is hostile input: references to nothing, objects that contain themselves and objects of other
 /// types than asked for are refused with the exceptions of `archiver_exceptions`, which say where in the
-/// archive. The stack used does not depend on how deep the archive's objects are nested.
+/// archive, and so is a dictionary that has containers as keys which it would take too long to compare. The
+/// stack used does not depend on how deep the archive's objects are nested.
 ///
 /// Thread safety: different unarchivers may be used at the same time, one may not. Nothing here blocks.
 #pragma once

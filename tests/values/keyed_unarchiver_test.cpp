@@ -240,6 +240,57 @@ TEST(Unarchive, ObjectsThatStandForMoreThanAnyMemoryHoldsAreShared) {
     EXPECT_EQ(test::depth(QV::unarchive(archive_of(CF::Array::from(objects)))["root"]), 100U);
 }
 
+/// The last of `levels` arrays, each of which holds the one before it twice and the first `core`.
+int add_doubling_arrays(std::vector<CF::AutoPointer>& objects, int levels, int core) {
+    for (int level = 0; level < levels; ++level) {
+        objects.push_back(array_of(3, CF::Array::of(ref(core), ref(core))));
+        core = static_cast<int>(objects.size()) - 1;
+    }
+    return core;
+}
+/// The beginning of a table whose object 1 is a dictionary with these keys, and 3 the class of arrays.
+std::vector<CF::AutoPointer> table_of_dictionary(const std::vector<CF::Dictionary>& keys) {
+    const std::vector<CF::Boolean> values(keys.size(), CF::Boolean(true));
+    return {text("$null"),
+            CF::Dictionary::of({{"$class", ref(2)},
+                                {"NS.keys", CF::Array::from(keys)},
+                                {"NS.objects", CF::Array::from(values)}}),
+            class_named("NSDictionary"), class_named("NSArray"), text("core")};
+}
+const failure refused_root = {"Cant decode type 'NSDictionary' as a value", "root"};
+
+TEST(Unarchive, ContainersMayBeKeys) {
+    std::vector<CF::AutoPointer> objects = table_of_dictionary({ref(5), ref(7)});
+    EXPECT_EQ(add_doubling_arrays(objects, 2, 4), 6);
+    EXPECT_EQ(add_doubling_arrays(objects, 3, 4), 9);
+    const CF::Dictionary root(QV::unarchive(archive_of(CF::Array::from(objects)))["root"]);
+    const CF::Array key = CF::Array::of(text("core"), text("core"));
+    EXPECT_EQ(root.size(), 1U); // they are equal
+    EXPECT_EQ(CF::AutoPointer(CFDictionaryGetValue(root.get(), key.get())), CF::Boolean(true));
+}
+
+// Sixty levels stand for 2 to the power of 60 values, all of which equal keys would be compared for.
+TEST(Unarchive, KeysThatTakeForEverToCompareAreRefused) {
+    std::vector<CF::AutoPointer> objects = table_of_dictionary({ref(64), ref(124)});
+    ASSERT_EQ(add_doubling_arrays(objects, 60, 4), 64);
+    ASSERT_EQ(add_doubling_arrays(objects, 60, 4), 124);
+    EXPECT_EQ(unarchive_failure(archive_of(CF::Array::from(objects))), refused_root);
+}
+
+// They have the same hash, so that each would be compared with all before it.
+TEST(Unarchive, VeryManyContainersAsKeysAreRefused) {
+    constexpr int count = 20'000;
+    std::vector<CF::Dictionary> keys;
+    std::vector<CF::AutoPointer> arrays;
+    for (int i = 0; i < count; ++i) {
+        keys.push_back(ref(5 + i));
+        arrays.emplace_back(array_of(3, CF::Array::of(number(i))));
+    }
+    std::vector<CF::AutoPointer> objects = table_of_dictionary(keys);
+    objects.insert(objects.end(), arrays.begin(), arrays.end());
+    EXPECT_EQ(unarchive_failure(archive_of(CF::Array::from(objects))), refused_root);
+}
+
 TEST(Unarchive, CyclesAreRefusedWithTheirPlace) {
     EXPECT_EQ(unarchive_failure(archive(array_of(2, CF::Array::of(ref(1))), class_named("NSArray"))),
               (failure{cycle, "root[0]"}));
