@@ -81,8 +81,20 @@ TEST(JSON_parser, makes_every_number_a_double) {
     EXPECT_TRUE(std::signbit(number("-0.0")));
     EXPECT_EQ(number("1e-999"), 0.0);
     EXPECT_EQ(number("5e-324"), 5e-324);
-    expect_refused("1e309");
-    expect_refused("-1e309");
+    EXPECT_EQ(number("1.7976931348623157e308"), 1.7976931348623157e308);
+    EXPECT_EQ(number("-17976931348623157e292"), -1.7976931348623157e308);
+}
+
+TEST(JSON_parser, refuses_numbers_beyond_the_range_of_a_double) {
+    for (const std::string number :
+         {"1e309", "-1e309", "10e308", "1.8e308", "-1.8e308", "10000000000e300", "1.7976931348623159e308"}) {
+        expect_refused(number);
+        expect_refused("[1," + number + "]");
+        // Before there is a question of where it would go.
+        expect_refused(R"({"a":1,"a":)" + number + "}");
+        expect_refused(R"({"a":1,"a":[)" + number + "]}");
+    }
+    expect_nowhere_to_append(R"({"a":1,"a":[2,1.8e308]})");
 }
 
 TEST(JSON_parser, bears_exponents_of_any_length) {
