@@ -53,14 +53,14 @@ std::string text_of(Function function) {
     return "nothing was thrown";
 }
 
-/// Empty tables before and after, as they are in a new process.
+/// Empty tables before and after.
 class ProductTypeFinderTest : public testing::Test {
 protected:
     ProductTypeFinderTest() { ProductTypeFinder::load(feed(entries(), entries())); }
     ~ProductTypeFinderTest() override { ProductTypeFinder::load(feed(entries(), entries())); }
 };
 
-TEST_F(ProductTypeFinderTest, knows_nothing_at_first) {
+TEST_F(ProductTypeFinderTest, knows_nothing_of_empty_tables) {
     EXPECT_EQ(text_of<std::out_of_range>([] { ProductTypeFinder::getDFUDeviceType(1); }),
               "bimap<>: invalid key");
     EXPECT_EQ(text_of<std::out_of_range>([] { ProductTypeFinder::getRecoveryDeviceType(1); }),
