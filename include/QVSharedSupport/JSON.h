@@ -70,7 +70,8 @@ struct JsonValue : JsonVariant {
     noexcept : JsonVariant(static_cast<double>(number)) {}
     /// No other pointer is a value.
     template <class T>
-    JsonValue(T*) = delete;
+    requires(!std::same_as<T, char>) JsonValue(T*)
+    = delete;
 
     /// Whether both hold the same alternative with equal contents; the order of members does not matter. As
     /// ever, NaN differs from itself.
