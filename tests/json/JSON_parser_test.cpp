@@ -111,7 +111,7 @@ TEST(JSON_parser, bears_exponents_of_any_length) {
 
 // As many zeros after the point as the exponent makes up for.
 TEST(JSON_parser, bears_any_number_of_zeros_after_the_point) {
-    for (const int count : {999'999, 1'000'000, 1'000'001, 2'500'000}) {
+    for (const int count : {1'000'000, 1'000'001, 1'700'000}) {
         const std::string number = "0." + std::string(static_cast<std::size_t>(count), '0');
         const auto exponent = [&](int more) { return std::to_string(count + more); };
         EXPECT_EQ(parse(number), JsonValue(0.0));
