@@ -1,18 +1,16 @@
 #include <QVSharedSupport/JSON.h>
 
 #include "JSON_recording.h"
+#include "JSON_short_numbers.h"
 #include "JSON_text_stream.h"
 
 #include <rapidjson/reader.h>
 
-#include <algorithm>
-#include <cstdint>
-#include <iterator>
+#include <cstddef>
 #include <stack>
 #include <stdexcept>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace QV::SharedSupport::JSON {
 
@@ -79,48 +77,6 @@ bool read(text_source& source, Builder& builder) {
     return !reader().Parse(stream, builder).IsError();
 }
 
-// The digits from `at` on.
-std::size_t count_digits(const std::string& text, std::size_t at) {
-    const std::size_t end = text.find_first_not_of("0123456789", at);
-    return (end == std::string::npos ? text.size() : end) - at;
-}
-
-// Whether a negative exponent of ten digits or more stands at the minus sign at `at`. RapidJSON adds such an
-// exponent to the number of places after the point, and their sum may overflow.
-bool is_long_exponent(const std::string& text, std::size_t at) {
-    return at != 0 && (text[at - 1] == 'e' || text[at - 1] == 'E') && count_digits(text, at + 1) >= 10;
-}
-
-bool may_have_long_exponent(const std::string& text) {
-    for (std::size_t at = text.find('-'); at != std::string::npos; at = text.find('-', at + 1))
-        if (is_long_exponent(text, at)) return true;
-    return false;
-}
-
-// The same text with those exponents cut to one that makes the number zero as well.
-std::string with_short_exponents(const std::string& text) {
-    std::string result;
-    bool in_string = false;
-    for (std::size_t at = 0; at != text.size(); ++at) {
-        const char c = text[at];
-        result += c;
-        if (c == '\\' && in_string && at + 1 != text.size()) {
-            result += text[++at];
-        } else if (c == '"') {
-            in_string = !in_string;
-        } else if (c == '-' && !in_string && is_long_exponent(text, at)) {
-            const std::size_t digits = count_digits(text, at + 1);
-            const std::size_t first = std::min(text.find_first_not_of('0', at + 1), at + 1 + digits);
-            const std::size_t significant = at + 1 + digits - first;
-            result += significant == 0   ? "0"
-                      : significant < 10 ? text.substr(first, significant)
-                                         : "214748363";
-            at += digits;
-        }
-    }
-    return result;
-}
-
 JsonValue parse_text(const std::string& text) {
     text_source source(text);
     {
@@ -138,7 +94,7 @@ JsonValue parse_text(const std::string& text) {
 } // namespace
 
 JsonValue parse(const std::string& text) {
-    return may_have_long_exponent(text) ? parse_text(with_short_exponents(text)) : parse_text(text);
+    return may_have_long_numbers(text) ? parse_text(with_short_numbers(text)) : parse_text(text);
 }
 
 } // namespace QV::SharedSupport::JSON

@@ -2,6 +2,7 @@
 
 #include "JSON_rapidjson.h"
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 
@@ -18,7 +19,8 @@ public:
     bool Uint(unsigned number) { return self().add(static_cast<double>(number)); }
     bool Int64(std::int64_t number) { return self().add(static_cast<double>(number)); }
     bool Uint64(std::uint64_t number) { return self().add(static_cast<double>(number)); }
-    bool Double(double number) { return self().add(number); }
+    // Refused here if it is too large: the reader looks at the exponent alone, and hands "10e308" on.
+    bool Double(double number) { return std::isfinite(number) && self().add(number); }
     // Numbers as text: never asked for.
     bool RawNumber(const char*, std::size_t, bool) { return false; }
 

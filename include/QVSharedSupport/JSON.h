@@ -70,7 +70,8 @@ struct JsonValue : JsonVariant {
     noexcept : JsonVariant(static_cast<double>(number)) {}
     /// No other pointer is a value.
     template <class T>
-    JsonValue(T*) = delete;
+    requires(!std::same_as<T, char>) JsonValue(T*)
+    = delete;
 
     /// Whether both hold the same alternative with equal contents; the order of members does not matter. As
     /// ever, NaN differs from itself.
@@ -93,7 +94,7 @@ inline constexpr std::size_t max_depth = 1024;
 ///
 /// A number of up to 15 digits with an exponent of at most 22 becomes the nearest `double`; one with more may
 /// miss it by some units in the last place (of 22,000 tried, by 1 with up to 17 digits, by 10 with any). A
-/// number too large for a `double` is refused.
+/// number too large for a `double` is refused, and so may be one that misses the largest by that much.
 /// @throws std::invalid_argument "Invalid JSON" when the text is anything else than one value, or is nested
 ///         deeper than `max_depth`; "Can only append to objects and arrays" when a later member of the same
 ///         name has contents that would go into a value which is no array or object.

@@ -11,6 +11,10 @@
 /// nothing but `std::bad_alloc`. The codes are those of Windows, in the system category, and those of
 /// `QV::file::errc`.
 ///
+/// There is one exception to both: the first file of a process, closed or open, makes what Asio needs for all
+/// of them, a completion port, a thread and events. Where the system has none left, the constructor or
+/// opening function throws Asio's `boost::system::system_error`, also in the form with an `error_code`.
+///
 /// While a file is open here, nobody can open it for writing; reading, renaming and deleting it stay
 /// possible. A path that holds a NUL is refused with ERROR_INVALID_NAME, not cut there.
 ///

@@ -27,7 +27,8 @@ struct notification {
 /// The bytes of a notification.
 ///
 /// Its contents are made fit for XML by `sanitize_for_xml`, with errors in them turned into dictionaries; one
-/// value that cannot be spoils the whole. Empty contents are not written.
+/// value that cannot be spoils the whole. Empty contents are not written. A name that begins with a byte
+/// order mark loses it, as every `CF::String` made of UTF-8 does.
 /// @throws boost::system::system_error `ErrorCode::FailedToCreatePropertyList`, "QV::serialise notification",
 ///     when the contents hold what XML cannot, or the name is not UTF-8
 /// @throws std::bad_alloc

@@ -53,14 +53,14 @@ std::string text_of(Function function) {
     return "nothing was thrown";
 }
 
-/// Empty tables before and after, as they are in a new process.
+/// Empty tables before and after.
 class ProductTypeFinderTest : public testing::Test {
 protected:
     ProductTypeFinderTest() { ProductTypeFinder::load(feed(entries(), entries())); }
     ~ProductTypeFinderTest() override { ProductTypeFinder::load(feed(entries(), entries())); }
 };
 
-TEST_F(ProductTypeFinderTest, knows_nothing_at_first) {
+TEST_F(ProductTypeFinderTest, knows_nothing_of_empty_tables) {
     EXPECT_EQ(text_of<std::out_of_range>([] { ProductTypeFinder::getDFUDeviceType(1); }),
               "bimap<>: invalid key");
     EXPECT_EQ(text_of<std::out_of_range>([] { ProductTypeFinder::getRecoveryDeviceType(1); }),
@@ -120,13 +120,33 @@ TEST_F(ProductTypeFinderTest, reads_numbers_with_blanks_signs_and_text_after_the
     EXPECT_EQ(ProductTypeFinder::getDFUProductType("lowest"), 0x80000000U);
 }
 
+// A dictionary has an order of its own, and gives it to whoever walks it.
 TEST_F(ProductTypeFinderTest, keeps_the_first_of_equal_numbers_and_types) {
-    ProductTypeFinder::load(feed({{"1", "same"}, {"2", "same"}}, {{"5", "a"}, {"05", "b"}}));
-    const unsigned int number = ProductTypeFinder::getDFUProductType("same");
-    EXPECT_EQ(ProductTypeFinder::getDFUDeviceType(number), "same");
-    EXPECT_THROW((void)ProductTypeFinder::getDFUDeviceType(3 - number), std::out_of_range);
-    const std::string type = ProductTypeFinder::getRecoveryDeviceType(5);
-    EXPECT_THROW((void)ProductTypeFinder::getRecoveryProductType(type == "a" ? "b" : "a"), std::out_of_range);
+    const CF::Dictionary equal_types =
+        dictionary({{"1", "same"}, {"2", "same"}, {"3", "same"}, {"4", "same"}, {"5", "same"}});
+    const CF::Dictionary equal_numbers =
+        dictionary({{"5", "a"}, {"05", "b"}, {"005", "c"}, {" 5", "d"}, {"+5", "e"}});
+    ProductTypeFinder::load(feed(equal_types, equal_numbers));
+
+    const auto first_number = std::stoul(CF::String((*equal_types.begin()).first).to_string());
+    EXPECT_EQ(ProductTypeFinder::getDFUProductType("same"), first_number);
+    for (unsigned int number = 1; number <= 5; ++number) {
+        if (number == first_number) {
+            EXPECT_EQ(ProductTypeFinder::getDFUDeviceType(number), "same");
+        } else {
+            EXPECT_THROW((void)ProductTypeFinder::getDFUDeviceType(number), std::out_of_range) << number;
+        }
+    }
+
+    const std::string first_type = CF::String((*equal_numbers.begin()).second).to_string();
+    EXPECT_EQ(ProductTypeFinder::getRecoveryDeviceType(5), first_type);
+    for (const std::string type : {"a", "b", "c", "d", "e"}) {
+        if (type == first_type) {
+            EXPECT_EQ(ProductTypeFinder::getRecoveryProductType(type), 5U);
+        } else {
+            EXPECT_THROW((void)ProductTypeFinder::getRecoveryProductType(type), std::out_of_range) << type;
+        }
+    }
 }
 
 TEST_F(ProductTypeFinderTest, skips_what_is_no_string) {

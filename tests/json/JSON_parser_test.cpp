@@ -81,8 +81,20 @@ TEST(JSON_parser, makes_every_number_a_double) {
     EXPECT_TRUE(std::signbit(number("-0.0")));
     EXPECT_EQ(number("1e-999"), 0.0);
     EXPECT_EQ(number("5e-324"), 5e-324);
-    expect_refused("1e309");
-    expect_refused("-1e309");
+    EXPECT_EQ(number("1.7976931348623157e308"), 1.7976931348623157e308);
+    EXPECT_EQ(number("-17976931348623157e292"), -1.7976931348623157e308);
+}
+
+TEST(JSON_parser, refuses_numbers_beyond_the_range_of_a_double) {
+    for (const std::string number :
+         {"1e309", "-1e309", "10e308", "1.8e308", "-1.8e308", "10000000000e300", "1.7976931348623159e308"}) {
+        expect_refused(number);
+        expect_refused("[1," + number + "]");
+        // Before there is a question of where it would go.
+        expect_refused(R"({"a":1,"a":)" + number + "}");
+        expect_refused(R"({"a":1,"a":[)" + number + "]}");
+    }
+    expect_nowhere_to_append(R"({"a":1,"a":[2,1.8e308]})");
 }
 
 TEST(JSON_parser, bears_exponents_of_any_length) {
@@ -95,6 +107,30 @@ TEST(JSON_parser, bears_exponents_of_any_length) {
               JsonValue(JsonArray{"e-99999999999", "\"e-99999999999", 0.0}));
     expect_refused("1e-99999999999x");
     expect_refused("1e99999999999");
+}
+
+// As many zeros after the point as the exponent makes up for.
+TEST(JSON_parser, bears_any_number_of_zeros_after_the_point) {
+    for (const int count : {1'000'000, 1'000'001, 1'700'000}) {
+        const std::string number = "0." + std::string(static_cast<std::size_t>(count), '0');
+        const auto exponent = [&](int more) { return std::to_string(count + more); };
+        EXPECT_EQ(parse(number), JsonValue(0.0));
+        EXPECT_EQ(parse(number + "e" + exponent(308)), JsonValue(0.0));
+        EXPECT_EQ(parse("[-" + number + "25E+000000000" + exponent(1) + ",5e1," + number + "e-1]"),
+                  JsonValue(JsonArray{-2.5, 50, 0.0}));
+        EXPECT_EQ(parse(number + "1e" + exponent(-322)), JsonValue(1e-323));
+        EXPECT_EQ(parse(number + "1e" + exponent(309)), JsonValue(1e308));
+        EXPECT_EQ(parse(number + "1e1"), JsonValue(0.0));
+        for (const char* exponent_below_zero : {"0", "999999999", "999999999999", "99999999999999999999"})
+            EXPECT_EQ(parse(number + "1e-" + exponent_below_zero), JsonValue(0.0)) << exponent_below_zero;
+        expect_refused(number + "1e" + exponent(311));
+        expect_refused(number + "e99999999999999999999");
+        expect_refused(number + "1e+-" + exponent(0));
+        expect_refused("0" + number + "1e" + exponent(0));
+        EXPECT_EQ(parse("[10." + number.substr(2) + "1e1,5e2]"), JsonValue(JsonArray{100, 500}));
+        EXPECT_EQ(parse("[\"" + number + "1e7\"]"), JsonValue(JsonArray{number + "1e7"}));
+        expect_nowhere_to_append(R"({"a":1,"a":[)" + number + "1, 1e999]}");
+    }
 }
 
 TEST(JSON_parser, decodes_escapes_and_leaves_other_bytes_as_they_are) {

@@ -20,7 +20,15 @@ static_assert(std::is_same_v<QV::JsonValue, SharedSupport::JSON::JsonValue>);
 static_assert(std::is_same_v<QV::JsonValue, SharedSupport::JSON_RPC::JsonValue>);
 static_assert(std::is_same_v<JsonObject, std::unordered_map<std::string, JsonValue>>);
 static_assert(std::is_same_v<JsonArray, std::vector<JsonValue>>);
-static_assert(!std::is_convertible_v<int*, JsonValue>);
+// Characters are text, whoever may change them; no other pointer is anything.
+static_assert(std::is_convertible_v<char*, JsonValue> && std::is_convertible_v<const char*, JsonValue>);
+static_assert(std::is_convertible_v<char (&)[8], JsonValue>);
+template <class... Pointers>
+constexpr bool none_is_a_value = (... && (!std::is_convertible_v<Pointers, JsonValue> &&
+                                          !std::is_constructible_v<JsonValue, Pointers>));
+static_assert(
+    none_is_a_value<int*, const int*, void*, const void*, volatile char*, unsigned char*, signed char*,
+                    wchar_t*, const wchar_t*, char8_t*, char**, void (*)(), int (&)[8]>);
 static_assert(!std::is_invocable_v<make_json_type_t<JsonArray>, JsonArray>);
 
 TEST(JsonValue, holds_an_empty_object_from_the_start) {
@@ -39,6 +47,16 @@ TEST(JsonValue, numbers_its_alternatives) {
     EXPECT_EQ(JsonValue(std::string("text")).which(), 3);
     EXPECT_EQ(JsonValue(true).which(), 4);
     EXPECT_EQ(JsonValue(nullptr).which(), 5);
+}
+
+TEST(JsonValue, takes_characters_that_may_be_changed_for_text) {
+    char name[8] = "name";
+    char* const pointer = name;
+    EXPECT_EQ((JsonObject{{"a", name}, {"b", pointer}}), (JsonObject{{"a", "name"}, {"b", "name"}}));
+    EXPECT_EQ((JsonArray{name, pointer}), (JsonArray{"name", "name"}));
+    JsonValue value;
+    value = name;
+    EXPECT_EQ(value, JsonValue("name"));
 }
 
 TEST(JsonValue, is_visited_assigned_and_compared) {

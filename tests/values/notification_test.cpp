@@ -63,6 +63,16 @@ TEST(Notification, ComesBackAsItWas) {
     EXPECT_EQ(back.contents, contents);
 }
 
+TEST(Notification, LosesTheByteOrderMarkThatItsNameBeginsWith) {
+    const std::string mark = "\xEF\xBB\xBF";
+    const auto name_that_comes_back = [](const std::string& name) {
+        return QV::parse(QV::serialise({name, {}})).name;
+    };
+    EXPECT_EQ(name_that_comes_back(mark + "n"), "n");
+    EXPECT_EQ(name_that_comes_back(mark + mark + "n"), mark + "n");
+    EXPECT_EQ(name_that_comes_back("n" + mark), "n" + mark);
+}
+
 TEST(Notification, IsAnXmlListOfTwoKeys) {
     const std::string written = text_of(QV::serialise({"n", CF::Dictionary::of({{"k", text("v")}})}));
     EXPECT_EQ(written, test::xml(CF::Dictionary::of(

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <QVPlatformCompatibility/win32_module.h>
+
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -15,6 +18,22 @@ struct thread_description_calls {
     HRESULT(WINAPI* get)(HANDLE, wchar_t**);
     HLOCAL(WINAPI* free)(HLOCAL);
 };
+
+/// Where these functions are: Windows 10 1607 and Server 2016 have them in the first alone.
+inline constexpr const char* thread_description_modules[] = {"kernelbase.dll", "kernel32.dll"};
+
+/// Those of the first module that has them. Looked up, because they are newer than the oldest Windows that we
+/// run on; the modules are the system's own, which it never unloads.
+inline thread_description_calls
+find_thread_description_calls(std::span<const char* const> modules = thread_description_modules) {
+    for (const char* const name : modules) {
+        const win32_module module = win32_module::find_loaded(name);
+        const auto set = module.find_function<HRESULT WINAPI(HANDLE, const wchar_t*)>("SetThreadDescription");
+        const auto get = module.find_function<HRESULT WINAPI(HANDLE, wchar_t**)>("GetThreadDescription");
+        if (set && get) return {set, get, &LocalFree};
+    }
+    return {nullptr, nullptr, &LocalFree};
+}
 
 /// What `get_current_thread_description` says where the system has these functions.
 inline std::optional<std::u16string> read_thread_description(const thread_description_calls& calls) {

@@ -2,23 +2,12 @@
 
 #include "thread_description_calls.h"
 
-#include <QVPlatformCompatibility/win32_module.h>
-
-#include <type_traits>
-
 namespace QV {
 
 namespace {
 
-// Looked up, because they are newer than the oldest Windows that we run on.
 const thread_description_calls& system_calls() {
-    static const win32_module kernel = win32_module::find_loaded("kernel32.dll");
-    static const thread_description_calls found = {
-        kernel.find_function<std::remove_pointer_t<decltype(thread_description_calls::set)>>(
-            "SetThreadDescription"),
-        kernel.find_function<std::remove_pointer_t<decltype(thread_description_calls::get)>>(
-            "GetThreadDescription"),
-        &LocalFree};
+    static const thread_description_calls found = find_thread_description_calls();
     return found;
 }
 

@@ -1,14 +1,14 @@
 // Stands in for msinfo32: does what QV_STAND_IN_BEHAVIOUR says.
 //
-//   write          writes the report, and exits
-//   nothing        exits with 0 and leaves no report
-//   exit CODE      exits with CODE
-//   crash          dies of an access violation
-//   hang           tells its number and stays
-//   close          closes its output streams, tells its number and stays
-//   flood BYTES    writes BYTES to its standard error, then to its output, then both by turns; then the
-//   report endless        tells its number and writes to both streams for ever grandchild     starts another
-//   of itself, which holds the streams and stays; exits with 0
+// - write: writes the report, and exits with 0
+// - nothing: exits with 0 and leaves no report
+// - exit CODE: exits with CODE
+// - crash: dies of an access violation
+// - hang: tells its number and stays
+// - close: closes its output streams, tells its number and stays
+// - flood BYTES: writes BYTES to its standard error, then to its output, then both by turns; then the report
+// - endless: tells its number and writes to both streams for ever
+// - grandchild: starts another of itself, which holds the streams and stays; exits with 0
 #include "stand_in_protocol.h"
 #include "standard_streams.h"
 

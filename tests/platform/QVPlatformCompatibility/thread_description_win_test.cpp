@@ -73,6 +73,30 @@ TEST(thread_description_calls, a_system_without_them_has_no_descriptions) {
     EXPECT_EQ(QV::write_thread_description({nullptr, nullptr, &free_text}, u"io"), E_NOTIMPL);
 }
 
+const void* address_in(const char* module, const char* function) {
+    return reinterpret_cast<const void*>(GetProcAddress(GetModuleHandleA(module), function));
+}
+
+TEST(thread_description_calls, are_looked_for_in_kernelbase_first) {
+    const QV::thread_description_calls found = QV::find_thread_description_calls();
+    EXPECT_EQ(reinterpret_cast<const void*>(found.set), address_in("kernelbase.dll", "SetThreadDescription"));
+    EXPECT_EQ(reinterpret_cast<const void*>(found.get), address_in("kernelbase.dll", "GetThreadDescription"));
+}
+
+TEST(thread_description_calls, are_taken_from_the_first_module_that_has_them) {
+    const char* const modules[] = {"not_loaded.dll", "ntdll.dll", "kernel32.dll"};
+    const QV::thread_description_calls found = QV::find_thread_description_calls(modules);
+    EXPECT_EQ(reinterpret_cast<const void*>(found.set), address_in("kernel32.dll", "SetThreadDescription"));
+    EXPECT_EQ(reinterpret_cast<const void*>(found.get), address_in("kernel32.dll", "GetThreadDescription"));
+}
+
+TEST(thread_description_calls, are_null_where_no_module_has_them) {
+    const char* const modules[] = {"not_loaded.dll", "ntdll.dll"};
+    const QV::thread_description_calls found = QV::find_thread_description_calls(modules);
+    EXPECT_EQ(found.set, nullptr);
+    EXPECT_EQ(found.get, nullptr);
+}
+
 std::wstring written;
 HRESULT WINAPI take_text(HANDLE thread, const wchar_t* text) {
     EXPECT_EQ(thread, GetCurrentThread());
