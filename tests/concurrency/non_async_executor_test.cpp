@@ -84,7 +84,7 @@ TEST(non_async_executor, fits_an_any_io_executor) {
     QV::AsyncDynamicSemaphore semaphore(1);
     bool granted = false;
     semaphore.async_lock(
-        any, [&](std::unique_lock<QV::AsyncDynamicSemaphore> slot) { granted = slot.owns_lock(); });
+        any, [&](std::unique_lock<QV::AsyncDynamicSemaphore> held) { granted = held.owns_lock(); });
     EXPECT_TRUE(granted);
     EXPECT_TRUE(semaphore.try_lock());
     semaphore.unlock();

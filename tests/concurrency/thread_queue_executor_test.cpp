@@ -187,9 +187,9 @@ TEST(thread_queue_executor, serves_timers_strands_and_semaphores) {
             asio::steady_timer timer(executor, 1ms);
             co_await timer.async_wait(asio::use_awaitable);
             seen.push_back(QV::thread::current_id());
-            const auto slot = co_await semaphore.async_lock(asio::use_awaitable);
+            const auto held = co_await semaphore.async_lock(asio::use_awaitable);
             seen.push_back(QV::thread::current_id());
-            EXPECT_TRUE(slot.owns_lock());
+            EXPECT_TRUE(held.owns_lock());
         },
         asio::use_future)
         .get();

@@ -18,12 +18,12 @@ namespace {
 
 using QV::SharedSupport::ProductTypeFinder;
 
-constexpr unsigned int entries = 50;
+constexpr unsigned int numbers = 50;
 
 /// Every number has a type named after it and the load, but for one that is always the same.
 CF::Dictionary feed(const std::string& load) {
     auto table = CF::MutableDictionary::create();
-    for (unsigned int number = 0; number != entries; ++number)
+    for (unsigned int number = 0; number != numbers; ++number)
         table.set(std::to_string(number), CF::String(load + " " + std::to_string(number)));
     table.set("1000", CF::String("constant"));
     return CF::Dictionary::of(
@@ -34,7 +34,7 @@ CF::Dictionary feed(const std::string& load) {
 template <class TypeOf, class NumberOf>
 int wrong_answers(TypeOf type_of, NumberOf number_of) {
     int wrong = 0;
-    for (unsigned int number = 0; number != entries; ++number) {
+    for (unsigned int number = 0; number != numbers; ++number) {
         const std::string text = fmt::format(" {}", number);
         const std::string type = type_of(number);
         if (type != "one" + text && type != "two" + text) ++wrong;

@@ -28,55 +28,58 @@ public:
     constexpr sample_category_type() noexcept : error_code_helper("sample", 0x1234) {}
 };
 
-constinit const sample_category_type category;
+constinit const sample_category_type sample_category;
 
 TEST(ErrorCodeHelper, NamesItself) {
-    EXPECT_STREQ(category.name(), "sample");
+    EXPECT_STREQ(sample_category.name(), "sample");
 }
 
 TEST(ErrorCodeHelper, TakesMessagesFromTheTable) {
-    EXPECT_EQ(category.message(0), "Good");
-    EXPECT_EQ(category.message(2), "Odd");
+    EXPECT_EQ(sample_category.message(0), "Good");
+    EXPECT_EQ(sample_category.message(2), "Odd");
 }
 
 TEST(ErrorCodeHelper, AnyOtherValueIsUnknown) {
-    EXPECT_EQ(category.message(3), "Unknown error 3");
-    EXPECT_EQ(category.message(-7), "Unknown error -7");
-    EXPECT_EQ(category.message(std::numeric_limits<int>::min()), "Unknown error -2147483648");
-    EXPECT_EQ(category.message(std::numeric_limits<int>::max()), "Unknown error 2147483647");
+    EXPECT_EQ(sample_category.message(3), "Unknown error 3");
+    EXPECT_EQ(sample_category.message(-7), "Unknown error -7");
+    EXPECT_EQ(sample_category.message(std::numeric_limits<int>::min()), "Unknown error -2147483648");
+    EXPECT_EQ(sample_category.message(std::numeric_limits<int>::max()), "Unknown error 2147483647");
 }
 
 TEST(ErrorCodeHelper, WritesMessagesIntoABuffer) {
     std::array<char, 4> buffer{'x', 'x', 'x', 'x'};
     // Unknown to the compiler, which would warn of the cut that is tested here.
     volatile std::size_t length = 0;
-    EXPECT_EQ(category.message(1, buffer.data(), length), buffer.data());
+    EXPECT_EQ(sample_category.message(1, buffer.data(), length), buffer.data());
     EXPECT_EQ(buffer[0], 'x');
     length = 1;
-    EXPECT_STREQ(category.message(1, buffer.data(), length), "");
+    EXPECT_STREQ(sample_category.message(1, buffer.data(), length), "");
     length = buffer.size();
-    EXPECT_STREQ(category.message(1, buffer.data(), length), "Gon");
+    EXPECT_STREQ(sample_category.message(1, buffer.data(), length), "Gon");
 }
 
 TEST(ErrorCodeHelper, TheDefaultConditionIsTheSameValueUnlessTheRowSaysOtherwise) {
-    EXPECT_EQ(category.default_error_condition(2), boost::system::error_condition(2, category));
-    EXPECT_EQ(category.default_error_condition(99), boost::system::error_condition(99, category));
-    EXPECT_EQ(category.default_error_condition(-1), boost::system::error_condition(-1, category));
-    EXPECT_EQ(category.default_error_condition(1), not_there());
-    EXPECT_TRUE(boost::system::error_code(1, category) == boost::system::errc::no_such_file_or_directory);
+    EXPECT_EQ(sample_category.default_error_condition(2), boost::system::error_condition(2, sample_category));
+    EXPECT_EQ(sample_category.default_error_condition(99),
+              boost::system::error_condition(99, sample_category));
+    EXPECT_EQ(sample_category.default_error_condition(-1),
+              boost::system::error_condition(-1, sample_category));
+    EXPECT_EQ(sample_category.default_error_condition(1), not_there());
+    EXPECT_TRUE(boost::system::error_code(1, sample_category) ==
+                boost::system::errc::no_such_file_or_directory);
 }
 
 TEST(ErrorCodeHelper, OnlyZeroHasNotFailed) {
-    EXPECT_FALSE(category.failed(0));
-    EXPECT_TRUE(category.failed(1));
-    EXPECT_TRUE(category.failed(-1));
-    EXPECT_TRUE(category.failed(99));
+    EXPECT_FALSE(sample_category.failed(0));
+    EXPECT_TRUE(sample_category.failed(1));
+    EXPECT_TRUE(sample_category.failed(-1));
+    EXPECT_TRUE(sample_category.failed(99));
 }
 
 TEST(ErrorCodeHelper, IsTheSameCategoryWhereverItsIdentifierIs) {
     static const sample_category_type another;
-    EXPECT_TRUE(category == another);
-    EXPECT_EQ(boost::system::error_code(1, category), boost::system::error_code(1, another));
+    EXPECT_TRUE(sample_category == another);
+    EXPECT_EQ(boost::system::error_code(1, sample_category), boost::system::error_code(1, another));
 }
 
 } // namespace

@@ -6,13 +6,13 @@ namespace qv_test {
 
 namespace {
 
-thread_local int left = 0;
+thread_local int objects_left = 0;
 thread_local bool any_refused = false;
-thread_local int living_blocks = 0;
+thread_local int living_objects = 0;
 
 bool grant() {
-    if (left > 0) {
-        --left;
+    if (objects_left > 0) {
+        --objects_left;
         return true;
     }
     any_refused = true;
@@ -21,7 +21,7 @@ bool grant() {
 
 void* allocate(CFIndex size, CFOptionFlags, void*) {
     if (!grant()) return nullptr;
-    ++living_blocks;
+    ++living_objects;
     return std::malloc(static_cast<std::size_t>(size));
 }
 
@@ -30,7 +30,7 @@ void* reallocate(void* block, CFIndex size, CFOptionFlags, void*) {
 }
 
 void deallocate(void* block, void*) {
-    --living_blocks;
+    --living_objects;
     std::free(block);
 }
 
@@ -45,7 +45,7 @@ CFAllocatorRef counting_allocator() {
 } // namespace
 
 failing_allocator::failing_allocator(int granted) : before_(CFAllocatorGetDefault()) {
-    left = granted;
+    objects_left = granted;
     any_refused = false;
     CFAllocatorSetDefault(counting_allocator());
 }
@@ -59,7 +59,7 @@ bool failing_allocator::refused() const {
 }
 
 int failing_allocator::living() {
-    return living_blocks;
+    return living_objects;
 }
 
 } // namespace qv_test

@@ -13,7 +13,7 @@ namespace {
 using namespace QV;
 using SharedSupport::JSON::parse;
 
-void expect_refused(const std::string& text) {
+void expect_text_refused(const std::string& text) {
     SCOPED_TRACE(text);
     qv_test::expect_throw_with<std::invalid_argument>("Invalid JSON", [&] { (void)parse(text); });
 }
@@ -40,11 +40,11 @@ TEST(JSON_parser, tells_the_six_kinds_apart) {
 TEST(JSON_parser, takes_blanks_around_tokens_and_no_other_white_space) {
     EXPECT_EQ(parse(" \t\r\n[ \t\r\n1 , 2 ] \t\r\n"), JsonValue(JsonArray{1.0, 2.0}));
     EXPECT_EQ(parse("\r5\n"), JsonValue(5.0));
-    expect_refused("\f1");
-    expect_refused("\v1");
-    expect_refused("\xC2\xA0"
-                   "1");
-    expect_refused("\xEF\xBB\xBF{}");
+    expect_text_refused("\f1");
+    expect_text_refused("\v1");
+    expect_text_refused("\xC2\xA0"
+                        "1");
+    expect_text_refused("\xEF\xBB\xBF{}");
 }
 
 TEST(JSON_parser, refuses_what_is_not_one_value) {
@@ -55,15 +55,15 @@ TEST(JSON_parser, refuses_what_is_not_one_value) {
           "-",          "+1",      "01",          "1.",     ".5",      "1e",       "0x10",
           "\"",         "\"\\q\"", "\"\\u12G4\"", "\"\n\"", "'a'",     "[1 2]",    "{\"a\":1 \"b\":2}",
           ","})
-        expect_refused(text);
+        expect_text_refused(text);
 }
 
 TEST(JSON_parser, stops_at_the_first_NUL) {
     EXPECT_EQ(parse(std::string("[1]\0garbage", 11)), JsonValue(JsonArray{1.0}));
     EXPECT_EQ(parse(std::string("5 \0", 3)), JsonValue(5.0));
-    expect_refused(std::string("\0[1]", 4));
-    expect_refused(std::string("[1\0]", 4));
-    expect_refused(std::string("\"a\0b\"", 5));
+    expect_text_refused(std::string("\0[1]", 4));
+    expect_text_refused(std::string("[1\0]", 4));
+    expect_text_refused(std::string("\"a\0b\"", 5));
 }
 
 TEST(JSON_parser, makes_every_number_a_double) {
@@ -88,11 +88,11 @@ TEST(JSON_parser, makes_every_number_a_double) {
 TEST(JSON_parser, refuses_numbers_beyond_the_range_of_a_double) {
     for (const std::string number :
          {"1e309", "-1e309", "10e308", "1.8e308", "-1.8e308", "10000000000e300", "1.7976931348623159e308"}) {
-        expect_refused(number);
-        expect_refused("[1," + number + "]");
+        expect_text_refused(number);
+        expect_text_refused("[1," + number + "]");
         // Before there is a question of where it would go.
-        expect_refused(R"({"a":1,"a":)" + number + "}");
-        expect_refused(R"({"a":1,"a":[)" + number + "]}");
+        expect_text_refused(R"({"a":1,"a":)" + number + "}");
+        expect_text_refused(R"({"a":1,"a":[)" + number + "]}");
     }
     expect_nowhere_to_append(R"({"a":1,"a":[2,1.8e308]})");
 }
@@ -105,8 +105,8 @@ TEST(JSON_parser, bears_exponents_of_any_length) {
     EXPECT_EQ(parse("[25e-00000000000000000000,1]"), JsonValue(JsonArray{25, 1}));
     EXPECT_EQ(parse(R"(["e-99999999999","\"e-99999999999",1e-99999999999])"),
               JsonValue(JsonArray{"e-99999999999", "\"e-99999999999", 0.0}));
-    expect_refused("1e-99999999999x");
-    expect_refused("1e99999999999");
+    expect_text_refused("1e-99999999999x");
+    expect_text_refused("1e99999999999");
 }
 
 // As many zeros after the point as the exponent makes up for.
@@ -123,10 +123,10 @@ TEST(JSON_parser, bears_any_number_of_zeros_after_the_point) {
         EXPECT_EQ(parse(number + "1e1"), JsonValue(0.0));
         for (const char* exponent_below_zero : {"0", "999999999", "999999999999", "99999999999999999999"})
             EXPECT_EQ(parse(number + "1e-" + exponent_below_zero), JsonValue(0.0)) << exponent_below_zero;
-        expect_refused(number + "1e" + exponent(311));
-        expect_refused(number + "e99999999999999999999");
-        expect_refused(number + "1e+-" + exponent(0));
-        expect_refused("0" + number + "1e" + exponent(0));
+        expect_text_refused(number + "1e" + exponent(311));
+        expect_text_refused(number + "e99999999999999999999");
+        expect_text_refused(number + "1e+-" + exponent(0));
+        expect_text_refused("0" + number + "1e" + exponent(0));
         EXPECT_EQ(parse("[10." + number.substr(2) + "1e1,5e2]"), JsonValue(JsonArray{100, 500}));
         EXPECT_EQ(parse("[\"" + number + "1e7\"]"), JsonValue(JsonArray{number + "1e7"}));
         expect_nowhere_to_append(R"({"a":1,"a":[)" + number + "1, 1e999]}");
@@ -140,9 +140,9 @@ TEST(JSON_parser, decodes_escapes_and_leaves_other_bytes_as_they_are) {
     EXPECT_EQ(parse(R"("a\u0000b")"), JsonValue(std::string("a\0b", 3)));
     EXPECT_EQ(parse(R"({"a\u0000b":1})"), JsonValue(JsonObject{{std::string("a\0b", 3), 1.0}}));
     EXPECT_EQ(parse("\"\xFF\x80\xC0\xAF\""), JsonValue("\xFF\x80\xC0\xAF"));
-    expect_refused(R"("\ud800")");
-    expect_refused(R"("\ud800\u0041")");
-    expect_refused("\"\x1F\"");
+    expect_text_refused(R"("\ud800")");
+    expect_text_refused(R"("\ud800\u0041")");
+    expect_text_refused("\"\x1F\"");
 }
 
 // Runs of plain characters are taken at once, in blocks: whatever ends them ends them at every place of a
@@ -158,8 +158,8 @@ TEST(JSON_parser, takes_strings_apart_at_every_place) {
             EXPECT_EQ(parse('"' + left + "\xC3\xA9\x80\xFF" + right + '"'),
                       JsonValue(left + "\xC3\xA9\x80\xFF" + right));
             for (const char control : {'\x01', '\t', '\n', '\x1A', '\x1F'})
-                expect_refused('"' + left + control + right + '"');
-            expect_refused('"' + left + right);
+                expect_text_refused('"' + left + control + right + '"');
+            expect_text_refused('"' + left + right);
         }
     }
     // As long as the string before it, and of escapes only.
@@ -174,8 +174,8 @@ TEST(JSON_parser, takes_any_number_of_blanks) {
         EXPECT_EQ(
             parse(lines + "[" + lines + "1" + lines + "," + lines + "{" + lines + "}" + lines + "]" + lines),
             JsonValue(JsonArray{1.0, JsonObject{}}));
-        expect_refused(lines);
-        expect_refused(lines + "\v1");
+        expect_text_refused(lines);
+        expect_text_refused(lines + "\v1");
     }
 }
 
@@ -212,8 +212,8 @@ TEST(JSON_parser, has_nowhere_to_put_the_contents_of_a_later_container_into_a_sc
 TEST(JSON_parser, throws_for_whichever_comes_first) {
     expect_nowhere_to_append(R"({"a":1,"a":[2], this is not JSON)");
     expect_nowhere_to_append(R"({"a":1,"a":[2]} trailing)");
-    expect_refused(R"({"a":1,"a":[oops, 2]})");
-    expect_refused(R"([nonsense, {"a":1,"a":[2]}])");
+    expect_text_refused(R"({"a":1,"a":[oops, 2]})");
+    expect_text_refused(R"([nonsense, {"a":1,"a":[2]}])");
 }
 
 TEST(JSON_parser, keeps_a_million_members_and_elements) {
