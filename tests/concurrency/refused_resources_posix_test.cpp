@@ -190,6 +190,32 @@ TEST(without_memory, a_raised_limit_lets_everyone_else_in_when_one_cannot_be_tol
     EXPECT_EQ(granted, 0);
 }
 
+TEST(without_memory, everyone_is_served_when_one_after_the_other_cannot_be_told) {
+    constexpr int count = 1000;
+    for (const bool with_token : {false, true}) {
+        for (const bool by_limit : {false, true}) {
+            AsyncDynamicSemaphore semaphore(by_limit ? 0 : 1);
+            asio::io_context context;
+            const auto alive = std::make_shared<int>();
+            if (!by_limit) semaphore.lock();
+            for (int i = 0; i < count; ++i)
+                if (with_token)
+                    semaphore.async_lock(context.get_executor(), [alive](boost::system::error_code, slot) {});
+                else
+                    semaphore.async_lock(context.get_executor(), [alive](slot) {});
+            {
+                const little_memory memory(by_limit ? 1 : 0); // for the list of those who are let in
+                if (by_limit)
+                    EXPECT_THROW(semaphore.change_max_lockers(1), std::bad_alloc);
+                else
+                    EXPECT_THROW(semaphore.unlock(), std::bad_alloc);
+            }
+            EXPECT_EQ(alive.use_count(), 1) << "each is destroyed, and its slot handed on to the next";
+            EXPECT_EQ(free_slots(semaphore), 1);
+        }
+    }
+}
+
 TEST(without_memory, blocking_takes_nothing) {
     AsyncDynamicSemaphore semaphore(1);
     // A thread that comes too late for the slot to be taken needs no memory, and is sent again.
