@@ -24,6 +24,8 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include <dlfcn.h>
@@ -92,6 +94,12 @@ void fail_each_allocation(Attempt attempt, Check check) {
         check();
     }
     EXPECT_GT(failed, 0) << "it needs no memory";
+}
+
+/// Something that a task can capture: calls `function` when its last copy ends.
+template <class Function>
+std::shared_ptr<void> at_end(Function function) {
+    return std::shared_ptr<void>(nullptr, [function = std::move(function)](void*) { function(); });
 }
 
 int free_slots(AsyncDynamicSemaphore& semaphore) {
@@ -263,6 +271,33 @@ TEST(without_memory, an_asynchronous_task_is_not_queued) {
     }
 }
 
+TEST(without_memory, a_refused_task_may_push_to_the_queue_when_it_ends) {
+    for (const bool has_worker : {false, true}) {
+        thread_queue queue("a name that does not fit into a string's own buffer", false);
+        if (has_worker) queue.push_async([] { FAIL(); }, never);
+        std::atomic<int> ended = 0;
+        // Counted, and not repeated until it succeeds: which block is the last differs.
+        for (long count = 0; count < 10; ++count) {
+            for (const bool synchronously : {false, true}) {
+                std::function<void()> task = [end = at_end([&] {
+                                                  qv_test::limit_blocks(-1);
+                                                  queue.push_sync([&] { ++ended; }, true);
+                                              })] {};
+                try {
+                    const little_memory memory(count);
+                    if (synchronously)
+                        queue.push_sync(std::move(task));
+                    else
+                        queue.push_async(std::move(task));
+                } catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): that is the occasion
+                }
+            }
+        }
+        while (ended != 20)
+            queue.push_sync([] {});
+    }
+}
+
 TEST(without_memory, a_synchronous_task_has_run_or_not) {
     for (const bool has_worker : {false, true}) {
         thread_queue queue("a name that does not fit into a string's own buffer", false);
@@ -321,6 +356,19 @@ TEST(without_threads, an_asynchronous_task_is_not_queued) {
     queue.push_sync([] {});
 }
 
+TEST(without_threads, a_refused_task_may_push_to_the_queue_when_it_ends) {
+    thread_queue queue("io", false);
+    bool ended = false;
+    {
+        const few_threads none(0);
+        const auto push = [&] {
+            queue.push_async([end = at_end([&] { queue.push_sync([&] { ended = true; }); })] { FAIL(); });
+        };
+        EXPECT_THROW(push(), QV::win32_error);
+    }
+    EXPECT_TRUE(ended);
+}
+
 TEST(without_threads, a_synchronous_task_needs_none) {
     const few_threads none(0);
     thread_queue queue("io");
@@ -341,6 +389,41 @@ TEST(without_threads, tasks_queued_meanwhile_stay_and_the_next_push_tries_again)
         queue.push_async([&] { ++ran; });
     }
     EXPECT_EQ(ran, 2);
+}
+
+TEST(without_threads, a_synchronous_task_queued_meanwhile_is_refused_to_who_waits_for_it) {
+    for (int round = 0; round < 100; ++round) {
+        thread_queue queue("io", false);
+        std::promise<void> inside;
+        std::promise<void> about_to_push;
+        bool own_ran = false;
+        bool ran = false;
+        bool refused = false;
+        QV::thread other([&] {
+            inside.get_future().wait();
+            about_to_push.set_value();
+            try {
+                queue.push_sync([&] { ran = true; });
+            } catch (const QV::win32_error&) {
+                refused = true;
+            }
+        });
+        {
+            const few_threads none(0);
+            queue.push_sync([&] {
+                inside.set_value();
+                about_to_push.get_future().wait();
+                for (int i = 0; i < 100; ++i)
+                    std::this_thread::yield(); // the other one may be late: then it needs no worker
+                own_ran = true;
+            });
+            other.join();
+        }
+        EXPECT_TRUE(own_ran);
+        EXPECT_NE(ran, refused);
+        queue.push_sync([&] { ran = true; });
+        EXPECT_TRUE(ran) << "usable as before";
+    }
 }
 
 TEST(without_threads, the_tasks_own_exception_comes_first) {
