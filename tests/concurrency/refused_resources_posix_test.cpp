@@ -1,5 +1,6 @@
 // What is left when the system has no memory or no thread: allocations fail in turn, thread creation when
-// told. For the host build: there this program's own functions serve the libraries as well.
+// told. And who is woken, which cannot be seen from outside either. For the host build: there this program's
+// own functions serve the libraries as well.
 #include "../helpers/captured_log.h"
 #include "../helpers/failing_new.h"
 
@@ -18,6 +19,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <condition_variable>
 #include <cstdlib>
 #include <future>
 #include <memory>
@@ -34,8 +36,15 @@
 namespace {
 
 std::atomic<int> threads_left = -1; // -1: as many as the system has
+thread_local int notified = 0;      // how often this thread has woken another
 
 } // namespace
+
+// Takes the place of the standard library's.
+void std::condition_variable::notify_one() noexcept {
+    ++notified;
+    pthread_cond_signal(native_handle());
+}
 
 extern "C" int pthread_create(pthread_t* handle, const pthread_attr_t* attributes, void* (*entry)(void*),
                               void* argument) {
@@ -455,6 +464,18 @@ TEST(without_threads, a_waiting_handle_lets_go_of_tasks_that_no_thread_will_run)
                      QV::win32_error);
     }
     EXPECT_EQ(alive.use_count(), 1);
+}
+
+TEST(thread_queue, wakes_its_worker_for_an_earlier_task_but_not_for_a_name) {
+    thread_queue queue("before", false);
+    queue.push_async([] { FAIL() << "not in this century"; }, never);
+    const int before = notified;
+    queue.set_name("after");
+    EXPECT_EQ(notified, before);
+    queue.push_async([] { FAIL() << "no earlier than the other"; }, never);
+    EXPECT_EQ(notified, before);
+    queue.push_async([] {});
+    EXPECT_EQ(notified, before + 1);
 }
 
 TEST(without_threads, a_work_queue_is_not_started_and_remembers_how_many_it_owes) {
