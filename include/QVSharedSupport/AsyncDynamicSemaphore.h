@@ -96,7 +96,8 @@ public:
     /// the queue. When the context of its executor is destroyed while it waits, it is taken out of the queue
     /// as well and the handler destroyed without having been called. A result that nobody takes gives its
     /// slot back.
-    /// @throws std::bad_alloc, having queued nothing
+    /// @throws std::bad_alloc, boost::asio::execution::bad_executor when the executor is empty: having queued
+    /// nothing
     template <lock_completion_token Token>
     auto async_lock(Token&& token);
     template <class Executor, lock_completion_token Token>

@@ -201,6 +201,16 @@ TEST(async_lock, keeps_its_context_at_work_while_it_waits) {
     raiser.join();
 }
 
+TEST(async_lock, refuses_an_empty_executor_whether_or_not_a_slot_is_free) {
+    for (const int limit : {0, 1}) {
+        AsyncDynamicSemaphore semaphore(static_cast<unsigned int>(limit));
+        outcome result;
+        EXPECT_THROW(semaphore.async_lock(asio::any_io_executor(), result.handler()),
+                     asio::execution::bad_executor);
+        EXPECT_EQ(free_slots(semaphore), limit);
+    }
+}
+
 TEST(async_lock, shares_one_queue_with_the_other_forms) {
     AsyncDynamicSemaphore semaphore(1);
     asio::io_context context;
