@@ -3,6 +3,7 @@
 #include "assertion.h"
 
 #include <boost/asio/execution.hpp>
+#include <boost/asio/execution/bad_executor.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/prefer.hpp>
 #include <boost/asio/require.hpp>
@@ -12,6 +13,7 @@
 #include <exception>
 #include <future>
 #include <memory>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -28,6 +30,10 @@ void post_to(const Executor& executor, Function function) {
     boost::asio::prefer(boost::asio::require(executor, execution::blocking.never),
                         execution::relationship.fork)
         .execute(std::move(function));
+}
+
+void check(const boost::asio::any_io_executor& executor) {
+    if (!executor) throw boost::asio::execution::bad_executor();
 }
 
 /// What `async_lock` leaves in the queue. Destroyed without having been called, it gives its slot back.
@@ -47,6 +53,88 @@ struct asynchronous_waiter {
             post_to(executor, std::move(delivery));
     }
 };
+
+/// A call on this thread that tells those whom it lets in.
+///
+/// To tell one may give a slot back inside the call: its handler runs at once, or its executor has ended, or
+/// fails, and destroys it. Whoever is let in by that is told from there, as by any other unlock(), but only
+/// up to a number of calls inside each other. The innermost of these takes the others over and tells them as
+/// soon as it is back, so that no stack grows with the length of the queue.
+class handover {
+public:
+    handover() noexcept : around_(innermost), depth_(around_ ? around_->depth_ + 1 : 1) { innermost = this; }
+    handover(const handover&) = delete;
+    handover& operator=(const handover&) = delete;
+    ~handover() { innermost = around_; }
+
+    /// Tells one, on behalf of an unlock(). A failure is thrown by the outermost call of the thread: the
+    /// others may be in the destructor of a lock.
+    static void tell_one(oneshot_function<void()> waiter) {
+        if (innermost && innermost->take_over(waiter)) return;
+        handover here;
+        here.tell(waiter);
+        here.tell_others();
+        if (!here.around_)
+            here.rethrow();
+        else if (!here.around_->failure_)
+            here.around_->failure_ = here.failure_;
+    }
+
+    void tell(oneshot_function<void()>& waiter) noexcept {
+        try {
+            waiter();
+        } catch (...) {
+            if (!failure_) failure_ = std::current_exception();
+        }
+    }
+    /// Tells those who have been left to this call.
+    void tell_others() noexcept {
+        while (oneshot_function<void()> oldest = take_oldest())
+            tell(oldest);
+    }
+    /// @throws the first failure
+    void rethrow() {
+        if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
+    }
+
+private:
+    static constexpr int most_nested = 16;
+
+    bool take_over(oneshot_function<void()>& waiter) noexcept {
+        if (depth_ < most_nested) return false;
+        if (!next_ && taken_ == after_next_.size()) {
+            next_ = std::move(waiter); // needs no memory, the lack of which may be what fails
+            return true;
+        }
+        try {
+            after_next_.push_back(std::move(waiter));
+            return true;
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+    }
+    oneshot_function<void()> take_oldest() noexcept {
+        if (next_ || taken_ == after_next_.size()) return std::move(next_);
+        oneshot_function<void()> oldest = std::move(after_next_[taken_]);
+        if (++taken_ == after_next_.size()) {
+            after_next_.clear();
+            taken_ = 0;
+        }
+        return oldest;
+    }
+
+    static thread_local constinit handover* innermost; // a plain pointer: it has no destructor to run
+
+    handover* const around_;
+    const int depth_;
+    std::exception_ptr failure_;
+    // Left to this call, oldest first; the vector is used while there is more than one.
+    oneshot_function<void()> next_;
+    std::vector<oneshot_function<void()>> after_next_;
+    std::size_t taken_ = 0;
+};
+
+thread_local constinit handover* handover::innermost = nullptr;
 
 } // namespace
 
@@ -98,6 +186,7 @@ void AsyncDynamicSemaphore::lock() {
 // Ends the process for want of memory, as its documentation says. NOLINTNEXTLINE(bugprone-exception-escape)
 void AsyncDynamicSemaphore::async_lock(boost::asio::any_io_executor executor, lock_handler handler) noexcept {
     expect(static_cast<bool>(handler), "handler");
+    check(executor); // here, and not in the unlock() of whoever will let it in
     asynchronous_waiter waiter{slot_lock(*this, std::adopt_lock), std::move(executor), std::move(handler)};
     std::unique_lock guard(mutex_);
     if (take_slot(data_)) {
@@ -115,7 +204,10 @@ void AsyncDynamicSemaphore::enqueue(detail::pending_lock& waiter) {
     std::unique_lock guard(mutex_);
     if (take_slot(data_)) {
         guard.unlock();
-        entry();
+        handover here; // when it fails the slot goes on to whoever waits by then
+        here.tell(entry);
+        here.tell_others();
+        here.rethrow();
         return;
     }
     data_.waiting_lockers.push_back(std::move(entry));
@@ -146,7 +238,7 @@ void AsyncDynamicSemaphore::unlock() {
     oneshot_function<void()> next = take_waiter(data_);
     check_invariant(data_);
     guard.unlock();
-    if (next) next();
+    if (next) handover::tell_one(std::move(next));
 }
 
 void AsyncDynamicSemaphore::change_max_lockers(unsigned int max) {
@@ -161,15 +253,11 @@ void AsyncDynamicSemaphore::change_max_lockers(unsigned int max) {
         check_invariant(data_);
     }
     // All of them hold a slot by now: one that cannot be told must not keep it from the others.
-    std::exception_ptr failure;
-    for (oneshot_function<void()>& next : granted) {
-        try {
-            next();
-        } catch (...) {
-            if (!failure) failure = std::current_exception();
-        }
-    }
-    if (failure) std::rethrow_exception(failure);
+    handover here;
+    for (oneshot_function<void()>& next : granted)
+        here.tell(next);
+    here.tell_others();
+    here.rethrow();
 }
 
 } // namespace QV

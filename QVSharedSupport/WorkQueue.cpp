@@ -19,8 +19,18 @@ WorkQueue::WorkQueue(std::string name, bool start_now)
 WorkQueue::WorkQueue() : WorkQueue(std::string(), true) {}
 
 WorkQueue::~WorkQueue() {
-    work_guard_.reset();
-    destroyAllThreads();
+    reset();
+    // A handler may add threads as long as there is one: each is taken out by itself, and its place stays, so
+    // that no other gets its name.
+    for (std::size_t index = 0;; ++index) {
+        thread ending;
+        {
+            const std::lock_guard lock(mutex_);
+            if (index == threads_.size()) break;
+            ending = std::move(threads_[index]);
+        }
+        if (ending.joinable()) ending.join();
+    }
 }
 
 void WorkQueue::start() {
@@ -56,7 +66,8 @@ void WorkQueue::join() {
 }
 
 void WorkQueue::reset() {
-    work_guard_.reset();
+    // Once, whoever comes first. Not under the lock, which start() holds while it waits for handlers.
+    if (!guard_released_.exchange(true)) work_guard_.reset();
 }
 
 void WorkQueue::reset_context() {

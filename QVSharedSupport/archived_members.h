@@ -12,6 +12,9 @@
 /// Where the classes that containers are archived as keep their members.
 namespace QV::archived_members {
 
+/// Under which an object has the reference to its class.
+inline const CF::String class_key(CFSTR("$class"));
+
 /// The string of a text or key; empty if that is not UTF-8. @throws std::bad_alloc
 CF::String string_of(std::string_view text);
 

@@ -26,6 +26,11 @@ public:
         removed.splice(removed.end(), waiting_, waiter.place_);
         if (waiting_.empty()) none_left_.notify_all();
     }
+    /// Before a granted slot is delivered: from then on the semaphore may be gone.
+    void decide(pending_lock& waiter) noexcept {
+        const std::lock_guard guard(mutex_);
+        waiter.decided_ = true;
+    }
 
 private:
     void shutdown() override;
@@ -43,6 +48,8 @@ void waiting_locks::shutdown() {
         std::unique_lock lock(mutex_);
         for (auto each = waiting_.begin(); each != waiting_.end();) {
             const auto waiter = each++;
+            // Whoever has been decided on may have used its slot already, and the semaphore may have ended.
+            if ((*waiter)->decided_) continue;
             if ((*waiter)->semaphore_.withdraw(**waiter)) dropped.splice(dropped.end(), waiting_, waiter);
         }
         // The others have a slot, and somebody is about to post it to this very context.
@@ -85,7 +92,10 @@ void pending_lock::start(boost::asio::execution_context* context) {
 }
 
 void pending_lock::grant() {
-    decided_ = true;
+    if (registry_)
+        registry_->decide(*this);
+    else
+        decided_ = true;
     const registration ends(*this);
     deliver({}, std::unique_lock(semaphore_, std::adopt_lock));
 }

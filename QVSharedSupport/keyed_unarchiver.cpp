@@ -12,7 +12,6 @@ namespace QV {
 
 namespace {
 
-const CF::String class_key(CFSTR("$class"));
 const CF::String class_name_key(CFSTR("$classname"));
 const CF::String objects_key(CFSTR("$objects"));
 const CF::String top_key(CFSTR("$top"));
@@ -59,7 +58,7 @@ CF::AutoPointer keyed_unarchiver::get_raw() {
 }
 
 std::optional<std::string> keyed_unarchiver::get_class() {
-    const auto uid = detail::extract_uid(CF::Dictionary(get_raw())[class_key]);
+    const auto uid = detail::extract_uid(CF::Dictionary(get_raw())[archived_members::class_key]);
     if (!uid) return std::nullopt;
     auto known = class_names_.find(uid->value);
     if (known == class_names_.end()) {

@@ -11,7 +11,6 @@ namespace QV {
 
 namespace {
 
-const CF::String class_key(CFSTR("$class"));
 const CF::String string_key(CFSTR("NS.string"));
 const CF::String data_key(CFSTR("NS.data"));
 const CF::String integer_key(CFSTR("NS.intval"));
@@ -162,11 +161,11 @@ void plain_decoder::begin_keys_of(const CF::Dictionary& object,
     container& entered = containers_.back();
     entered.is_dictionary = true;
     if (class_name) {
-        entered.keys.push_back(class_key);
+        entered.keys.push_back(archived_members::class_key);
         entered.references.push_back(CF::String(*class_name));
     }
     for (const auto& [key, value] : object) {
-        if (key == class_key) continue;
+        if (key == archived_members::class_key) continue;
         entered.keys.push_back(key);
         entered.references.push_back(value);
     }

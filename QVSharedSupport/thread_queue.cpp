@@ -51,6 +51,9 @@ struct thread_queue_base::internal_data {
         if (!finished_early) finished.set_value();
     }
 
+    struct synchronous_call;
+    struct synchronous_task;
+
     static void enqueue(const std::shared_ptr<internal_data>& data, std::unique_lock<std::mutex>& lock,
                         clock::time_point deadline, std::function<void()> task);
     static void start_worker(const std::shared_ptr<internal_data>& data);
@@ -58,7 +61,38 @@ struct thread_queue_base::internal_data {
     void work() noexcept;
     void wait_until_due(std::unique_lock<std::mutex>& lock);
     void run_inline(const std::shared_ptr<internal_data>& self, std::unique_lock<std::mutex>& lock,
-                    std::function<void()> task);
+                    std::function<void()>& task);
+    task_queue take_synchronous_tasks() noexcept;
+};
+
+/// What a thread waits for whose task another one runs.
+struct thread_queue_base::internal_data::synchronous_call {
+    std::function<void()> task;
+    std::promise<void> done;
+    // Handed over whole, so that it ends on the thread that waits: what it holds may be the caller's.
+    std::exception_ptr failure;
+
+    void end(std::exception_ptr reason) {
+        task = nullptr; // before the caller goes on: it may refer to what is the caller's
+        failure = std::move(reason);
+        done.set_value();
+    }
+};
+
+/// What is queued for it.
+struct thread_queue_base::internal_data::synchronous_task {
+    // Shared: the worker is still inside set_value() when the thread that waits goes on.
+    std::shared_ptr<synchronous_call> call;
+
+    void operator()() const {
+        std::exception_ptr failure;
+        try {
+            call->task();
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        call->end(std::move(failure));
+    }
 };
 
 /// With the lock held.
@@ -70,19 +104,26 @@ void thread_queue_base::internal_data::start_worker(const std::shared_ptr<intern
     worker.detach();
 }
 
-/// With the lock held; may release it.
+/// With the lock held; may release it, and has when it fails: what the refused task captured may use the
+/// queue.
 void thread_queue_base::internal_data::enqueue(const std::shared_ptr<internal_data>& data,
                                                std::unique_lock<std::mutex>& lock, clock::time_point deadline,
                                                std::function<void()> task) {
-    const auto entry = data->tasks.emplace(deadline, std::move(task)); // after those of the same deadline
-    if (data->worker_thread_id == 0) {
-        try {
+    task_queue::iterator entry = data->tasks.end();
+    try {
+        entry = data->tasks.emplace(deadline, std::move(task)); // after those of the same deadline
+        if (data->worker_thread_id == 0) {
             start_worker(data);
-        } catch (...) {
-            data->tasks.erase(entry);
-            throw;
+            return;
         }
-        return;
+    } catch (...) {
+        if (entry != data->tasks.end()) {
+            task = std::move(entry->second);
+            data->tasks.erase(entry);
+        }
+        lock.unlock();
+        task = nullptr;
+        throw;
     }
     // A worker that sleeps does so until the first entry is due, and must hear of an earlier one. Changes of
     // name stand at the zero time point without having woken it: what comes after them leads all the same.
@@ -122,10 +163,21 @@ void thread_queue_base::internal_data::work() noexcept {
     worker_thread_id = 0;
 }
 
+/// With the lock held.
+thread_queue_base::internal_data::task_queue
+thread_queue_base::internal_data::take_synchronous_tasks() noexcept {
+    task_queue taken;
+    for (auto each = tasks.begin(); each != tasks.end();) {
+        const auto entry = each++;
+        if (entry->second.target<synchronous_task>()) taken.insert(tasks.extract(entry));
+    }
+    return taken;
+}
+
 /// The calling thread stands in for the worker.
 void thread_queue_base::internal_data::run_inline(const std::shared_ptr<internal_data>& self,
                                                   std::unique_lock<std::mutex>& lock,
-                                                  std::function<void()> task) {
+                                                  std::function<void()>& task) {
     const std::string thread_name = name;
     worker_thread_id = thread::current_id();
     lock.unlock();
@@ -140,15 +192,29 @@ void thread_queue_base::internal_data::run_inline(const std::shared_ptr<internal
     task = nullptr;
     lock.lock();
     worker_thread_id = 0;
+    std::exception_ptr refused;
+    task_queue given_up;
     try {
         if (!tasks.empty()) start_worker(self);
-    } catch (const std::exception& refused) {
-        if (!failure) throw;
-        try_log("System", Logging::log_level::error, "No thread for the tasks queued meanwhile: {}",
-                refused.what());
+    } catch (...) {
+        // No later push may come to try again, and somebody waits for each of these.
+        refused = std::current_exception();
+        given_up = take_synchronous_tasks();
     }
+    const bool nothing_left = tasks.empty();
     lock.unlock();
+    for (const auto& [deadline, given_up_task] : given_up)
+        given_up_task.target<synchronous_task>()->call->end(refused);
+    if (failure && refused && !nothing_left) {
+        try {
+            std::rethrow_exception(refused);
+        } catch (const std::exception& reason) {
+            try_log("System", Logging::log_level::error, "No thread for the tasks queued meanwhile: {}",
+                    reason.what());
+        }
+    }
     if (failure) std::rethrow_exception(failure);
+    if (refused && !nothing_left) std::rethrow_exception(refused);
 }
 
 thread_queue_base::thread_queue_base(bool wait_on_destroy, std::string name)
@@ -215,9 +281,10 @@ void thread_queue_base::push_async(std::function<void()> task, clock::time_point
 
 void thread_queue_base::push_sync(std::function<void()> task, bool allow_from_worker) {
     const std::shared_ptr<internal_data> data = get_data();
+    std::shared_ptr<internal_data::synchronous_call> call; // outlives the lock, as the task does
     std::unique_lock lock(data->mutex);
     if (data->worker_thread_id == 0) {
-        data->run_inline(data, lock, std::move(task));
+        data->run_inline(data, lock, task);
         return;
     }
     if (data->worker_thread_id == thread::current_id()) {
@@ -227,26 +294,13 @@ void thread_queue_base::push_sync(std::function<void()> task, bool allow_from_wo
         task();
         return;
     }
-    // Shared: the worker is still inside set_value() when this thread goes on. The exception is handed over
-    // whole, so that it ends on this thread: what it holds may be the caller's.
-    struct outcome {
-        std::promise<void> done;
-        std::exception_ptr failure;
-    };
-    const auto shared = std::make_shared<outcome>();
-    const std::future<void> done = shared->done.get_future();
-    internal_data::enqueue(data, lock, clock::now(), [shared, own = std::move(task)]() mutable {
-        try {
-            own();
-        } catch (...) {
-            shared->failure = std::current_exception();
-        }
-        own = nullptr; // before the caller goes on: it may refer to what is the caller's
-        shared->done.set_value();
-    });
+    call = std::make_shared<internal_data::synchronous_call>();
+    const std::future<void> done = call->done.get_future();
+    call->task = std::move(task);
+    internal_data::enqueue(data, lock, clock::now(), internal_data::synchronous_task{call});
     if (lock.owns_lock()) lock.unlock();
     done.wait();
-    if (shared->failure) std::rethrow_exception(std::exchange(shared->failure, nullptr));
+    if (call->failure) std::rethrow_exception(std::exchange(call->failure, nullptr));
 }
 
 } // namespace QV::SharedSupport

@@ -2,6 +2,7 @@
 
 #include "immortal.h"
 #include "performance_time.h"
+#include "pin_module.h"
 #include "power_log.h"
 #include "wakeup_checker.h"
 
@@ -34,10 +35,10 @@ LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM what, LPARAM detail
     return DefWindowProcA(window, message, what, details);
 }
 
-// The module that this code is in, which is never unloaded from then on.
-HMODULE pin_this_module() noexcept {
+// The module that this code is in.
+HMODULE this_module() noexcept {
     HMODULE module = nullptr;
-    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
                        reinterpret_cast<const char*>(&procedure), &module);
     return module;
 }
@@ -45,7 +46,8 @@ HMODULE pin_this_module() noexcept {
 HWND create_window() {
     WNDCLASSA description = {};
     description.lpfnWndProc = procedure;
-    description.hInstance = pin_this_module();
+    pin_this_module(); // the class stays
+    description.hInstance = this_module();
     description.lpszClassName = window_class;
     RegisterClassA(&description); // if it fails there is no such class for the window
     // At the top level, though hidden: the system broadcasts to no other windows.

@@ -52,7 +52,8 @@ concept lock_completion_token = boost::asio::completion_token_for<Token, detail:
 /// Thread safety: any thread may call anything at any time. What waits is woken, and handlers are posted,
 /// after the internal lock is released: a handler may use the same semaphore at once.
 /// Lifetime: destroy it when no slot is held and nothing waits. A handler that was posted but has not run yet
-/// holds its slot, and refers to the semaphore.
+/// holds its slot, and refers to the semaphore. A handler that an executor runs at once must not destroy a
+/// context for which others wait whom the same call lets in: the context's end would wait for this very call.
 class QV_EXPORT AsyncDynamicSemaphore {
 public:
     /// What an asynchronous acquirer is called with: its slot, which is given back when the lock ends.
@@ -80,8 +81,8 @@ public:
     /// meanwhile, hold a work guard. When the context is shut down before the handler has run, the handler is
     /// destroyed and the slot given back; the context must not be gone altogether before the slot is granted.
     ///
-    /// Ends the process when `handler` is empty, "Assertion handler failed.", when `executor` is, and for
-    /// want of memory.
+    /// Ends the process when `handler` is empty, "Assertion handler failed.", when `executor` is, whether or
+    /// not a slot is free, and for want of memory.
     void async_lock(boost::asio::any_io_executor executor, lock_handler handler) noexcept;
 
     /// Takes a slot as soon as there is one and completes `token` with it; `boost::asio::use_awaitable` and
@@ -95,7 +96,8 @@ public:
     /// the queue. When the context of its executor is destroyed while it waits, it is taken out of the queue
     /// as well and the handler destroyed without having been called. A result that nobody takes gives its
     /// slot back.
-    /// @throws std::bad_alloc, having queued nothing
+    /// @throws std::bad_alloc, boost::asio::execution::bad_executor when the executor is empty: having queued
+    /// nothing
     template <lock_completion_token Token>
     auto async_lock(Token&& token);
     template <class Executor, lock_completion_token Token>
@@ -104,8 +106,14 @@ public:
 
     /// Gives a slot back and hands it to whoever has waited longest, unless the limit has been lowered below
     /// the number of holders.
+    ///
+    /// When a handler cannot be posted it is destroyed and its slot handed on; one of the failures is thrown
+    /// when everybody has been served. A lock's destructor, which calls this, cannot throw: there a failure
+    /// ends the process. Inside a handler that an executor runs at once (`non_async_executor`), failures are
+    /// left to the unlock() that posted the handler; so are, beyond a few such calls inside each other, those
+    /// who are let in: do not wait for them before the handler returns.
     /// @throws std::invalid_argument "... Assertion l->count > 0 failed." when no slot is held; what posting
-    /// a handler throws: then that handler is destroyed and its slot given back.
+    /// a handler throws
     void unlock();
 
     /// Sets the limit. Raising it lets as many go on as now fit, oldest first. Lowering it takes nothing from

@@ -7,6 +7,7 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 
+#include <atomic>
 #include <cstddef>
 #include <mutex>
 #include <string>
@@ -22,10 +23,11 @@ namespace QV::SharedSupport {
 ///     queue.reset();                        // ends when the work has
 ///     queue.join();
 ///
-/// Thread safety: `start`, `stop`, `add_thread`, `reset_context` and what is posted: any thread. `join` not
-/// while another thread starts the queue or adds to it; `reset` from one thread at a time. A handler of the
-/// queue may call `stop`, `add_thread` and `reset`, but not what waits for the queue's threads: `start` after
-/// `stop`, `join` and the destructor; nor anything of these while another thread is in `start`.
+/// Thread safety: `start`, `stop`, `add_thread`, `reset`, `reset_context` and what is posted: any thread.
+/// `join` not while another thread starts the queue or adds to it. A handler of the queue may call `stop`,
+/// `add_thread` and `reset`, also while the destructor waits for it, but not what waits for the queue's
+/// threads: `start` after `stop`, `join` and the destructor; nor `stop` or `add_thread` while another thread
+/// is in `start`.
 ///
 /// An exception that leaves a handler ends the process, and so does a failure of `io_context::run`, which is
 /// thrown on the queue's thread as `boost::system::system_error` "run".
@@ -75,6 +77,7 @@ private:
     std::vector<thread> threads_; // an empty one is a thread that the next start owes
     std::mutex mutex_;
     bool running_ = false;
+    std::atomic<bool> guard_released_ = false;
 };
 
 } // namespace QV::SharedSupport

@@ -7,6 +7,7 @@
 #include <boost/asio/associated_cancellation_slot.hpp>
 #include <boost/asio/associated_executor.hpp>
 #include <boost/asio/execution.hpp>
+#include <boost/asio/execution/bad_executor.hpp>
 #include <boost/asio/execution_context.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/prefer.hpp>
@@ -137,9 +138,12 @@ public:
     template <class Handler, class Executor>
     void operator()(Handler&& handler, const Executor& fallback) const {
         using stored = std::decay_t<Handler>;
+        const auto executor = boost::asio::get_associated_executor(handler, fallback);
+        if constexpr (requires { executor == nullptr; }) {
+            if (executor == nullptr) throw boost::asio::execution::bad_executor();
+        }
         if (semaphore_->try_lock()) {
             std::unique_lock slot(*semaphore_, std::adopt_lock);
-            const auto executor = boost::asio::get_associated_executor(handler, fallback);
             boost::asio::post(executor, lock_delivery<stored>{stored(std::forward<Handler>(handler)),
                                                               boost::system::error_code(), std::move(slot)});
             return;

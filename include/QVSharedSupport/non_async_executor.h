@@ -28,8 +28,11 @@ class non_async_execution_context : public boost::asio::execution_context {};
 /// thread at any time.
 class non_async_executor {
 public:
-    /// The context, the same one for every module of the process; made on first use, destroyed when this
-    /// library is unloaded.
+    /// The context, the same one for every module of the process. Made on first use; from then on this
+    /// library stays loaded, and the context is never destroyed: its services may have a thread (that of a
+    /// file has one), and nobody can wait for a thread while a library is unloaded. What a module that is
+    /// itself unloaded started there must have ended by then, and a service whose code is the module's own,
+    /// as that of Asio's timers is, keeps being called: a module that makes one there must stay as well.
     /// @throws boost::system::system_error "mutex" when the system gives none
     QV_EXPORT non_async_execution_context& context() const;
 

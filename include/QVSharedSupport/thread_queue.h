@@ -73,8 +73,10 @@ protected:
     /// Otherwise it is queued as due now. On the thread that is running the queue's tasks it runs at once if
     /// `allow_from_worker` says so.
     /// @throws std::runtime_error "Trying to push synchronously from the current thread" when it does not;
-    /// what the task throws (std::bad_function_call if it is empty); win32_error when tasks were queued
-    /// meanwhile and the system refuses a thread for them: they stay queued, and the next push tries again
+    /// what the task throws (std::bad_function_call if it is empty); std::bad_alloc, the task not having run.
+    /// win32_error when the system refuses a worker for what has been queued while a task ran on the thread
+    /// that called this: for that thread when asynchronous tasks are among it, which stay queued until the
+    /// next push tries again, its own task having run; for each thread whose task was queued, not having run.
     void push_sync(std::function<void()> task, bool allow_from_worker);
 
 private:

@@ -1,11 +1,13 @@
 #include "../helpers/death_test.h"
 
 #include <QVSharedSupport/AsyncDynamicSemaphore.h>
+#include <QVSharedSupport/non_async_executor.h>
 
 #include <QVPlatformCompatibility/thread.h>
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/asio/strand.hpp>
 #include <boost/asio/thread_pool.hpp>
 
 #include <gmock/gmock.h>
@@ -238,6 +240,108 @@ TEST(AsyncDynamicSemaphore, a_chain_of_waiters_on_a_destroyed_context_gives_ever
     EXPECT_EQ(free_slots(semaphore), 1);
 }
 
+TEST(AsyncDynamicSemaphore, a_chain_of_waiters_on_a_strand_that_has_been_shut_down_gives_every_slot_back) {
+    AsyncDynamicSemaphore semaphore(1);
+    const auto alive = std::make_shared<int>();
+    {
+        boost::asio::thread_pool pool(1);
+        pool.stop();
+        const auto strand = boost::asio::make_strand(pool.get_executor());
+        // From then on the strand destroys whatever is given to it inside the call.
+        for (int i = 0; i < 200'000; ++i)
+            semaphore.async_lock(strand, [alive](slot) { FAIL() << "nobody runs the strand"; });
+    }
+    EXPECT_EQ(alive.use_count(), 1);
+    EXPECT_EQ(free_slots(semaphore), 1);
+}
+
+TEST(AsyncDynamicSemaphore, a_chain_of_waiters_that_run_at_once_needs_no_stack_for_each) {
+    AsyncDynamicSemaphore semaphore(1);
+    semaphore.lock();
+    constexpr int count = 200'000;
+    int next = 0;
+    bool in_order = true;
+    for (int i = 0; i < count; ++i) {
+        if (i % 2 == 0)
+            semaphore.async_lock(QV::non_async_executor(), [&, i](slot) { in_order &= next++ == i; });
+        else
+            semaphore.async_lock(QV::non_async_executor(),
+                                 [&, i](boost::system::error_code, slot) { in_order &= next++ == i; });
+    }
+    semaphore.unlock();
+    EXPECT_EQ(next, count);
+    EXPECT_TRUE(in_order);
+    EXPECT_EQ(free_slots(semaphore), 1);
+}
+
+TEST(AsyncDynamicSemaphore, chains_of_two_semaphores_may_cross) {
+    AsyncDynamicSemaphore one(1);
+    AsyncDynamicSemaphore two(1);
+    one.lock();
+    two.lock();
+    constexpr int count = 10'000;
+    std::vector<int> order_of_one;
+    std::vector<int> order_of_two;
+    std::vector<int> expected;
+    for (int i = 0; i < count; ++i) {
+        expected.push_back(i);
+        one.async_lock(QV::non_async_executor(), [&, i](slot mine) {
+            order_of_one.push_back(i);
+            two.unlock(); // the slot of the test, then those of the other chain
+            mine.release();
+        });
+        two.async_lock(QV::non_async_executor(), [&, i](slot mine) {
+            order_of_two.push_back(i);
+            one.unlock();
+            mine.release();
+        });
+    }
+    one.unlock();
+    EXPECT_EQ(order_of_one, expected);
+    EXPECT_EQ(order_of_two, expected);
+    EXPECT_EQ(free_slots(one), 1) << "the last of the other chain has given it back";
+    two.unlock();
+    EXPECT_EQ(free_slots(two), 1);
+}
+
+TEST(AsyncDynamicSemaphore, a_handler_that_runs_at_once_may_wait_for_whom_it_has_let_in) {
+    AsyncDynamicSemaphore semaphore(1);
+    semaphore.lock();
+    std::promise<void> reached;
+    semaphore.async_lock(QV::non_async_executor(), [&](slot mine) {
+        mine.unlock();
+        reached.get_future().wait();
+    });
+    boost::asio::thread_pool pool(1);
+    semaphore.async_lock(pool.get_executor(), [&](slot) { reached.set_value(); });
+    semaphore.unlock();
+    pool.join();
+    EXPECT_EQ(free_slots(semaphore), 1);
+}
+
+TEST(AsyncDynamicSemaphore, serves_those_behind_a_handler_that_runs_at_once_and_fails) {
+    AsyncDynamicSemaphore semaphore(1);
+    semaphore.lock();
+    constexpr int count = 100; // more than are called inside each other
+    std::vector<int> order;
+    std::vector<int> expected;
+    for (int i = 0; i < count; ++i) {
+        expected.push_back(i);
+        semaphore.async_lock(QV::non_async_executor(), [&, i](slot) {
+            order.push_back(i);
+            throw std::runtime_error(std::to_string(i));
+        });
+    }
+    try {
+        semaphore.unlock();
+        ADD_FAILURE() << "nothing was thrown";
+    } catch (const std::runtime_error& first) {
+        // Each let the next in while its own failure was on its way out.
+        EXPECT_EQ(order, expected) << first.what();
+    }
+    EXPECT_EQ(free_slots(semaphore), 1);
+}
+
 TEST(AsyncDynamicSemaphore, a_stopped_pool_gives_the_slots_back) {
     AsyncDynamicSemaphore semaphore(2);
     {
@@ -329,6 +433,14 @@ TEST_F(AsyncDynamicSemaphoreDeathTest, an_empty_handler_ends_the_process) {
     boost::asio::io_context context;
     AsyncDynamicSemaphore semaphore(1);
     EXPECT_DEATH(semaphore.async_lock(context.get_executor(), nullptr), "Assertion handler failed.");
+}
+
+TEST_F(AsyncDynamicSemaphoreDeathTest, an_empty_executor_ends_the_process_whether_or_not_a_slot_is_free) {
+    for (const unsigned int limit : {0U, 1U}) {
+        AsyncDynamicSemaphore semaphore(limit);
+        EXPECT_DEATH(semaphore.async_lock(boost::asio::any_io_executor(), [](slot) {}), "bad executor")
+            << limit;
+    }
 }
 
 } // namespace

@@ -150,10 +150,72 @@ TEST(WorkQueue, waits_for_a_long_handler_when_it_is_destroyed) {
 
 TEST(WorkQueue, destroys_unrun_what_was_queued_when_it_was_stopped) {
     const auto alive = std::make_shared<int>();
+    std::promise<void> inside;
+    std::promise<void> may_end;
+    {
+        WorkQueue queue("io", true);
+        asio::post(queue.get_executor(), [&] {
+            inside.set_value();
+            may_end.get_future().wait();
+        });
+        inside.get_future().wait();
+        for (int i = 0; i < 100; ++i)
+            asio::post(queue.get_executor(), [alive] { FAIL() << "the queue was stopped"; });
+        queue.stop();
+        may_end.set_value();
+    }
+    EXPECT_EQ(alive.use_count(), 1);
+}
+
+TEST(WorkQueue, destroys_unrun_what_was_queued_when_it_was_never_started) {
+    const auto alive = std::make_shared<int>();
     {
         WorkQueue queue("io", false);
         asio::post(queue.get_executor(), [alive] { FAIL() << "never started"; });
     }
+    EXPECT_EQ(alive.use_count(), 1);
+}
+
+TEST(WorkQueue, may_be_added_to_and_reset_by_a_handler_that_its_destructor_waits_for) {
+    constexpr int added = 40; // the list of threads grows several times meanwhile
+    std::atomic<int> ran = 0;
+    auto queue = std::make_unique<WorkQueue>("io", true);
+    std::promise<void> inside;
+    std::promise<void> ending;
+    asio::post(queue->get_executor(), [&, &of_handler = *queue] {
+        inside.set_value();
+        ending.get_future().wait();
+        for (int i = 0; i < added; ++i) {
+            asio::post(of_handler.get_executor(), [&] { ++ran; });
+            of_handler.add_thread();
+            of_handler.reset();
+        }
+    });
+    inside.get_future().wait();
+    QV::thread([&] {
+        ending.set_value();
+        queue.reset();
+    }).join();
+    EXPECT_EQ(ran, added);
+}
+
+TEST(WorkQueue, may_be_stopped_by_a_handler_that_its_destructor_waits_for) {
+    const auto alive = std::make_shared<int>();
+    auto queue = std::make_unique<WorkQueue>("io", true);
+    std::promise<void> inside;
+    std::promise<void> ending;
+    asio::post(queue->get_executor(), [&, &of_handler = *queue] {
+        inside.set_value();
+        ending.get_future().wait();
+        asio::post(of_handler.get_executor(), [alive] { FAIL() << "the queue was stopped"; });
+        of_handler.stop();
+        of_handler.add_thread(); // one that is owed, and never made
+    });
+    inside.get_future().wait();
+    QV::thread([&] {
+        ending.set_value();
+        queue.reset();
+    }).join();
     EXPECT_EQ(alive.use_count(), 1);
 }
 
@@ -209,7 +271,7 @@ void make_call(WorkQueue& queue, unsigned which) {
 
 TEST(WorkQueue, takes_its_calls_in_every_order) {
     // Each number spells one sequence of six calls in base 4.
-    for (unsigned code = 0; code < 4096; code += 7) {
+    for (unsigned code = 0; code < 4096; code += CALL_ORDER_STEP) {
         WorkQueue queue("io", (code & 1U) != 0);
         std::promise<void> done;
         for (unsigned rest = code, i = 0; i < 6; ++i, rest /= 4)
@@ -222,7 +284,7 @@ TEST(WorkQueue, takes_its_calls_in_every_order) {
 
 TEST(WorkQueue, takes_reset_at_any_time) {
     // Each number spells one sequence of six calls in base 5.
-    for (unsigned code = 0; code < 15625; code += 53) {
+    for (unsigned code = 0; code < 15625; code += 7 * CALL_ORDER_STEP) {
         std::atomic<int> ran = 0;
         WorkQueue queue("io", (code & 1U) != 0);
         for (unsigned rest = code, i = 0; i < 6; ++i, rest /= 5)

@@ -12,6 +12,8 @@
 #include <boost/asio/deferred.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/error.hpp>
+#include <boost/asio/execution.hpp>
+#include <boost/asio/execution_context.hpp>
 #include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
@@ -24,11 +26,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <condition_variable>
+#include <cstddef>
 #include <functional>
 #include <future>
 #include <list>
 #include <memory>
+#include <mutex>
+#include <new>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -192,6 +199,16 @@ TEST(async_lock, keeps_its_context_at_work_while_it_waits) {
     context.run(); // returns only after the handler
     EXPECT_EQ(result.calls, 1);
     raiser.join();
+}
+
+TEST(async_lock, refuses_an_empty_executor_whether_or_not_a_slot_is_free) {
+    for (const int limit : {0, 1}) {
+        AsyncDynamicSemaphore semaphore(static_cast<unsigned int>(limit));
+        outcome result;
+        EXPECT_THROW(semaphore.async_lock(asio::any_io_executor(), result.handler()),
+                     asio::execution::bad_executor);
+        EXPECT_EQ(free_slots(semaphore), limit);
+    }
 }
 
 TEST(async_lock, shares_one_queue_with_the_other_forms) {
@@ -471,6 +488,83 @@ TEST(async_lock, contexts_may_go_while_slots_are_being_given) {
     giver.join();
     semaphore.change_max_lockers(3);
     EXPECT_EQ(free_slots(semaphore), 3);
+}
+
+/// An event, for more than one use of it.
+class flag {
+public:
+    void raise() {
+        const std::lock_guard guard(mutex_);
+        raised_ = true;
+        changed_.notify_all();
+    }
+    void wait() {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [&] { return raised_; });
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool raised_ = false;
+};
+
+/// Hands functions to a context and comes back only when it may.
+struct late_executor {
+    asio::io_context* target;
+    flag* submitted;
+    flag* may_return;
+
+    template <class Function>
+    void execute(Function&& function) const {
+        asio::post(*target, std::forward<Function>(function));
+        submitted->raise();
+        may_return->wait();
+    }
+    asio::io_context& query(asio::execution::context_t) const noexcept { return *target; }
+    late_executor require(asio::execution::blocking_t::never_t) const noexcept { return *this; }
+    bool operator==(const late_executor&) const noexcept = default;
+};
+
+/// Raises a flag when its context begins to end.
+class last_call final : public asio::execution_context::service {
+public:
+    using key_type = last_call;
+    static asio::execution_context::id id;
+
+    last_call(asio::execution_context& context, flag& raised)
+        : asio::execution_context::service(context), raised_(raised) {}
+
+private:
+    void shutdown() override { raised_.raise(); }
+
+    flag& raised_;
+};
+
+asio::execution_context::id last_call::id;
+
+// The slot is used up, and the semaphore gone, before the thread that granted it has come back from posting.
+TEST(async_lock, a_context_that_goes_leaves_the_semaphores_of_granted_waiters_alone) {
+    for (int round = 0; round < 100; ++round) {
+        alignas(AsyncDynamicSemaphore) std::byte storage[sizeof(AsyncDynamicSemaphore)];
+        auto* const semaphore = ::new (static_cast<void*>(storage)) AsyncDynamicSemaphore(1);
+        flag submitted;
+        flag may_return;
+        auto context = std::make_unique<asio::io_context>();
+        bool granted = false;
+        semaphore->lock();
+        semaphore->async_lock(late_executor{context.get(), &submitted, &may_return},
+                              [&](error_code, slot mine) { granted = mine.owns_lock(); });
+        asio::make_service<last_call>(*context, may_return); // the newest: it is the first to hear of the end
+        QV::thread granting([&] { semaphore->unlock(); });
+        submitted.wait();
+        run(*context);
+        EXPECT_TRUE(granted);
+        semaphore->~AsyncDynamicSemaphore();
+        std::fill(std::begin(storage), std::end(storage), std::byte{0xFF}); // no lock any more
+        context.reset();
+        granting.join();
+    }
 }
 
 // Grants come from one thread, cancellations from the handlers' own: each waiter has either result, once.

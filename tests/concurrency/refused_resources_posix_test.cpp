@@ -1,5 +1,6 @@
 // What is left when the system has no memory or no thread: allocations fail in turn, thread creation when
-// told. For the host build: there this program's own functions serve the libraries as well.
+// told. And who is woken, which cannot be seen from outside either. For the host build: there this program's
+// own functions serve the libraries as well.
 #include "../helpers/captured_log.h"
 #include "../helpers/failing_new.h"
 
@@ -18,12 +19,15 @@
 
 #include <atomic>
 #include <cerrno>
+#include <condition_variable>
 #include <cstdlib>
 #include <future>
 #include <memory>
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include <dlfcn.h>
@@ -32,8 +36,15 @@
 namespace {
 
 std::atomic<int> threads_left = -1; // -1: as many as the system has
+thread_local int notified = 0;      // how often this thread has woken another
 
 } // namespace
+
+// Takes the place of the standard library's.
+void std::condition_variable::notify_one() noexcept {
+    ++notified;
+    pthread_cond_signal(native_handle());
+}
 
 extern "C" int pthread_create(pthread_t* handle, const pthread_attr_t* attributes, void* (*entry)(void*),
                               void* argument) {
@@ -92,6 +103,12 @@ void fail_each_allocation(Attempt attempt, Check check) {
         check();
     }
     EXPECT_GT(failed, 0) << "it needs no memory";
+}
+
+/// Something that a task can capture: calls `function` when its last copy ends.
+template <class Function>
+std::shared_ptr<void> at_end(Function function) {
+    return std::shared_ptr<void>(nullptr, [function = std::move(function)](void*) { function(); });
 }
 
 int free_slots(AsyncDynamicSemaphore& semaphore) {
@@ -190,6 +207,32 @@ TEST(without_memory, a_raised_limit_lets_everyone_else_in_when_one_cannot_be_tol
     EXPECT_EQ(granted, 0);
 }
 
+TEST(without_memory, everyone_is_served_when_one_after_the_other_cannot_be_told) {
+    constexpr int count = 1000;
+    for (const bool with_token : {false, true}) {
+        for (const bool by_limit : {false, true}) {
+            AsyncDynamicSemaphore semaphore(by_limit ? 0 : 1);
+            asio::io_context context;
+            const auto alive = std::make_shared<int>();
+            if (!by_limit) semaphore.lock();
+            for (int i = 0; i < count; ++i)
+                if (with_token)
+                    semaphore.async_lock(context.get_executor(), [alive](boost::system::error_code, slot) {});
+                else
+                    semaphore.async_lock(context.get_executor(), [alive](slot) {});
+            {
+                const little_memory memory(by_limit ? 1 : 0); // for the list of those who are let in
+                if (by_limit)
+                    EXPECT_THROW(semaphore.change_max_lockers(1), std::bad_alloc);
+                else
+                    EXPECT_THROW(semaphore.unlock(), std::bad_alloc);
+            }
+            EXPECT_EQ(alive.use_count(), 1) << "each is destroyed, and its slot handed on to the next";
+            EXPECT_EQ(free_slots(semaphore), 1);
+        }
+    }
+}
+
 TEST(without_memory, blocking_takes_nothing) {
     AsyncDynamicSemaphore semaphore(1);
     // A thread that comes too late for the slot to be taken needs no memory, and is sent again.
@@ -234,6 +277,33 @@ TEST(without_memory, an_asynchronous_task_is_not_queued) {
         while (ran == 0)
             queue.push_sync([] {});
         EXPECT_EQ(ran, 1);
+    }
+}
+
+TEST(without_memory, a_refused_task_may_push_to_the_queue_when_it_ends) {
+    for (const bool has_worker : {false, true}) {
+        thread_queue queue("a name that does not fit into a string's own buffer", false);
+        if (has_worker) queue.push_async([] { FAIL(); }, never);
+        std::atomic<int> ended = 0;
+        // Counted, and not repeated until it succeeds: which block is the last differs.
+        for (long count = 0; count < 10; ++count) {
+            for (const bool synchronously : {false, true}) {
+                std::function<void()> task = [end = at_end([&] {
+                                                  qv_test::limit_blocks(-1);
+                                                  queue.push_sync([&] { ++ended; }, true);
+                                              })] {};
+                try {
+                    const little_memory memory(count);
+                    if (synchronously)
+                        queue.push_sync(std::move(task));
+                    else
+                        queue.push_async(std::move(task));
+                } catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): that is the occasion
+                }
+            }
+        }
+        while (ended != 20)
+            queue.push_sync([] {});
     }
 }
 
@@ -295,6 +365,19 @@ TEST(without_threads, an_asynchronous_task_is_not_queued) {
     queue.push_sync([] {});
 }
 
+TEST(without_threads, a_refused_task_may_push_to_the_queue_when_it_ends) {
+    thread_queue queue("io", false);
+    bool ended = false;
+    {
+        const few_threads none(0);
+        const auto push = [&] {
+            queue.push_async([end = at_end([&] { queue.push_sync([&] { ended = true; }); })] { FAIL(); });
+        };
+        EXPECT_THROW(push(), QV::win32_error);
+    }
+    EXPECT_TRUE(ended);
+}
+
 TEST(without_threads, a_synchronous_task_needs_none) {
     const few_threads none(0);
     thread_queue queue("io");
@@ -315,6 +398,41 @@ TEST(without_threads, tasks_queued_meanwhile_stay_and_the_next_push_tries_again)
         queue.push_async([&] { ++ran; });
     }
     EXPECT_EQ(ran, 2);
+}
+
+TEST(without_threads, a_synchronous_task_queued_meanwhile_is_refused_to_who_waits_for_it) {
+    for (int round = 0; round < 100; ++round) {
+        thread_queue queue("io", false);
+        std::promise<void> inside;
+        std::promise<void> about_to_push;
+        bool own_ran = false;
+        bool ran = false;
+        bool refused = false;
+        QV::thread other([&] {
+            inside.get_future().wait();
+            about_to_push.set_value();
+            try {
+                queue.push_sync([&] { ran = true; });
+            } catch (const QV::win32_error&) {
+                refused = true;
+            }
+        });
+        {
+            const few_threads none(0);
+            queue.push_sync([&] {
+                inside.set_value();
+                about_to_push.get_future().wait();
+                for (int i = 0; i < 100; ++i)
+                    std::this_thread::yield(); // the other one may be late: then it needs no worker
+                own_ran = true;
+            });
+            other.join();
+        }
+        EXPECT_TRUE(own_ran);
+        EXPECT_NE(ran, refused);
+        queue.push_sync([&] { ran = true; });
+        EXPECT_TRUE(ran) << "usable as before";
+    }
 }
 
 TEST(without_threads, the_tasks_own_exception_comes_first) {
@@ -346,6 +464,18 @@ TEST(without_threads, a_waiting_handle_lets_go_of_tasks_that_no_thread_will_run)
                      QV::win32_error);
     }
     EXPECT_EQ(alive.use_count(), 1);
+}
+
+TEST(thread_queue, wakes_its_worker_for_an_earlier_task_but_not_for_a_name) {
+    thread_queue queue("before", false);
+    queue.push_async([] { FAIL() << "not in this century"; }, never);
+    const int before = notified;
+    queue.set_name("after");
+    EXPECT_EQ(notified, before);
+    queue.push_async([] { FAIL() << "no earlier than the other"; }, never);
+    EXPECT_EQ(notified, before);
+    queue.push_async([] {});
+    EXPECT_EQ(notified, before + 1);
 }
 
 TEST(without_threads, a_work_queue_is_not_started_and_remembers_how_many_it_owes) {
