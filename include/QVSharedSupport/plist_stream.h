@@ -71,6 +71,13 @@ public:
     /// Whether there is a stream to read.
     [[nodiscard]] bool is_open() const { return state_ && !state_->closed && state_->stream.is_open(); }
 
+    /// Whether a read is outstanding. Until its handler is called, but no longer, another is refused.
+    [[nodiscard]] bool is_reading() const {
+        if (!state_) return false;
+        const std::lock_guard lock(state_->mutex);
+        return state_->reading;
+    }
+
     /// Closes the stream and drops the bytes held. An outstanding read completes with `operation_aborted`.
     void close() noexcept {
         if (const std::shared_ptr<state> closing = std::move(state_)) closing->close();
