@@ -209,30 +209,31 @@ TEST_F(process_handle_test, moves) {
 }
 
 TEST_F(process_handle_test, waits_on_the_executor_that_came_with_its_child) {
-    // An executor of its own has the handler run where the wait completes.
-    boost::asio::io_context other;
-    auto work = boost::asio::make_work_guard(context_);
-    auto other_work = boost::asio::make_work_guard(other);
-    std::thread runner([&] { context_.run(); });
-    std::thread other_runner([&] { other.run(); });
     for (const bool is_empty : {true, false}) {
-        process_handle child(executor_);
+        boost::asio::io_context first;
+        boost::asio::io_context second;
+        const auto first_work = boost::asio::make_work_guard(first);
+        const auto second_work = boost::asio::make_work_guard(second);
+        std::thread first_runner([&] { first.run(); });
+        std::thread second_runner([&] { second.run(); });
+        process_handle child(first.get_executor());
         if (!is_empty) child.assign(start("exit_with", L"1"));
-        child = process_handle(other.get_executor(), start("exit_with", L"7"));
-        EXPECT_EQ(child.get_executor(), boost::asio::any_io_executor(other.get_executor()));
+        child = process_handle(second.get_executor(), start("exit_with", L"7"));
+        EXPECT_EQ(child.get_executor(), boost::asio::any_io_executor(second.get_executor()));
+        // An executor of its own has the handler run where the wait completes.
         std::promise<std::thread::id> completed;
         child.async_wait(
             boost::asio::bind_executor(boost::asio::system_executor(), [&](boost::system::error_code) {
                 completed.set_value(std::this_thread::get_id());
             }));
-        EXPECT_EQ(completed.get_future().get(), other_runner.get_id());
+        EXPECT_EQ(completed.get_future().get(), second_runner.get_id());
         EXPECT_EQ(child.get_error_code(), 7);
+        // Not the end of their work: of a wait that completed elsewhere the second would never see it.
+        first.stop();
+        second.stop();
+        first_runner.join();
+        second_runner.join();
     }
-    // Not the end of their work: of a wait that completed elsewhere they would never see it.
-    context_.stop();
-    other.stop();
-    runner.join();
-    other_runner.join();
 }
 
 TEST_F(process_handle_test, throws_what_keeps_it_from_ending_a_child) {
