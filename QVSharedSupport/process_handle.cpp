@@ -7,7 +7,9 @@
 #include <windows.h>
 
 #include <exception>
+#include <memory>
 #include <source_location>
+#include <utility>
 
 namespace QV {
 namespace {
@@ -30,7 +32,10 @@ process_handle::process_handle(process_handle&& other) noexcept : object_(std::m
 process_handle& process_handle::operator=(process_handle&& other) {
     if (this != &other) {
         close();
-        object_ = std::move(other.object_);
+        // Not Asio's assignment: it leaves the object with the service of the context that it had before,
+        // where a wait would complete, or find nothing any more.
+        std::destroy_at(&object_);
+        std::construct_at(&object_, std::move(other.object_));
     }
     return *this;
 }

@@ -4,15 +4,17 @@
 
 #include <boost/system/error_code.hpp>
 
-#include <string>
+#include <fmt/format.h>
 
 namespace QV {
 
 /// An error code for a log line: its text, category and number. Not `what()`, which tells where in Asio it
-/// arose, and with that paths of the machine that built it.
-inline std::string describe(const boost::system::error_code& code) {
-    return code.message() + " [" + code.to_string() + ']';
-}
+/// arose, and with that paths of the machine that built it. The text is made only where it is written, so
+/// that a log call which never throws covers the memory for it.
+struct describe {
+    explicit describe(const boost::system::error_code& described) noexcept : code(described) {}
+    const boost::system::error_code& code;
+};
 
 /// Logs about the byte streams between processes. Never throws.
 template <class... Arguments>
@@ -22,3 +24,13 @@ void log_stream(Logging::log_level level, fmt::format_string<Arguments...> forma
 }
 
 } // namespace QV
+
+template <>
+struct fmt::formatter<QV::describe> {
+    constexpr auto parse(fmt::format_parse_context& context) { return context.begin(); }
+
+    template <class Context>
+    auto format(const QV::describe& error, Context& context) const {
+        return fmt::format_to(context.out(), "{} [{}]", error.code.message(), error.code.to_string());
+    }
+};

@@ -111,7 +111,8 @@ void crash() {
 bool play(const script& script) {
     std::string_view rest = script.stream;
     auto log_line = script.log_lines.begin();
-    for (std::size_t sent = 0; !rest.empty(); ++sent) {
+    std::size_t sent = 0;
+    while (!rest.empty()) {
         if (sent == script.die_after) crash();
         if (log_line != script.log_lines.end()) std::fprintf(stderr, "%s\n", (log_line++)->c_str());
 
@@ -119,8 +120,10 @@ bool play(const script& script) {
         const std::size_t size = end == rest.npos ? rest.size() : end + end_of_message.size();
         if (!write_in_chunks(rest.substr(0, size), script.chunk)) return false;
         rest.remove_prefix(size);
+        if (end != rest.npos) ++sent; // a line end behind the last message is none
         std::this_thread::sleep_for(script.interval);
     }
+    if (sent == script.die_after) crash();
     for (; log_line != script.log_lines.end(); ++log_line)
         std::fprintf(stderr, "%s\n", log_line->c_str());
     return true;

@@ -24,13 +24,16 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <csignal>
 #include <exception>
 #include <filesystem>
 #include <iterator>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <windows.h>
@@ -58,8 +61,10 @@ outcome report(outcome how, const std::string& line) {
 /// A value on one line.
 std::string one_line(const CF::AutoPointer& value) {
     if (const CF::String text(value); text) return text.to_string();
-    if (const CF::Number number(value); number)
-        return fmt::format("{}", QV::from_cf_type_t<double>{}(number));
+    if (const CF::Number number(value); number) {
+        const auto plain = QV::from_cf_type_t<double>{}(number);
+        return std::isfinite(plain) ? fmt::format("{}", plain) : "not known";
+    }
     if (const CF::Data data(value); data) return fmt::format("{} bytes", data.size());
     if (const CF::Dictionary entries(value); entries) {
         std::string line;
@@ -70,15 +75,24 @@ std::string one_line(const CF::AutoPointer& value) {
     return fmt::format("{}", value);
 }
 
-/// One line a message, and a bar for what tells its progress as a number from 0 to 1.
+/// The share of the work, from 0 to 1, that a message says is done. Helpers tell it as a real, by itself or
+/// with the name of the operation; an integer is the number of a step, or -1 when they do not know.
+std::optional<double> share_done(const QV::plist_process::message_type& message) {
+    CF::Number number = CF::Dictionary(message.value).get<CF::Number>("Progress");
+    if (!number && message.type == "Progress") number = CF::Number(message.value);
+    if (!number.is_real()) return std::nullopt;
+    const auto share = QV::from_cf_type_t<double>{}(number);
+    return std::isfinite(share) ? std::optional(std::clamp(share, 0.0, 1.0)) : std::nullopt;
+}
+
+/// One line a message, and a bar where it tells the share that is done.
 void show(const QV::plist_process::message_type& message) {
-    const CF::Dictionary details(message.value);
-    if (const auto progress = details.get<CF::Number>("Progress")) {
+    if (const std::optional<double> done = share_done(message)) {
         constexpr int width = 30;
-        const double done = std::clamp(QV::from_cf_type_t<double>{}(progress), 0.0, 1.0);
-        const int filled = static_cast<int>(done * width);
-        fmt::print("[{:#<{}}{:.<{}}] {:3.0f} % {}\n", "", filled, "", width - filled, done * 100,
-                   details.get<CF::String>("Operation").to_string());
+        const int filled = static_cast<int>(*done * width);
+        const auto operation = CF::Dictionary(message.value).get<CF::String>("Operation");
+        fmt::print("[{:#<{}}{:.<{}}] {:3.0f} % {}\n", "", filled, "", width - filled, *done * 100,
+                   operation ? operation.to_string() : message.type);
     } else {
         fmt::print("{}{}\n", message.type, message.value ? ": " + one_line(message.value) : "");
     }
@@ -92,25 +106,42 @@ void show_diagnostics(const QV::Logging::record& record) {
         fmt::print(stderr, "  helper says: {}\n", record.text.substr(at + marker.size()));
 }
 
+/// The system ends a crashed process with the exception's code: one of its own that says "error" in the first
+/// four bits. An exit code of -1 has the others set as well.
+bool is_crash(int code) {
+    return static_cast<unsigned int>(code) >> 28 == 0xC;
+}
+
+/// What Ctrl-C acts on.
+struct supervised_helper {
+    QV::plist_process process;
+    bool is_interrupted = false;
+};
+
 asio::awaitable<outcome> run_helper(std::wstring program, std::vector<std::string> arguments) {
     const auto executor = co_await asio::this_coro::executor;
 
     // From here on the helper cannot outlive us: however this function is left, its destructor ends the
     // helper.
-    QV::plist_process helper(executor, program, std::move(arguments));
+    const auto supervised = std::make_shared<supervised_helper>(
+        QV::plist_process(executor, std::move(program), std::move(arguments)));
+    QV::plist_process& helper = supervised->process;
 
-    bool interrupted = false;
     asio::signal_set signals(executor, SIGINT, SIGTERM);
-    signals.async_wait([&](boost::system::error_code aborted, int) {
-        if (aborted) return;
-        interrupted = true;
-        helper.kill(); // its output ends, and with it the loop below
+    signals.async_wait([weak = std::weak_ptr(supervised)](boost::system::error_code aborted, int) {
+        const auto running = weak.lock();
+        if (aborted || !running) return;
+        running->is_interrupted = true;
+        running->process.kill();
+        // A child of the helper's may hold its output open for ever: the read below is not left to end by
+        // itself.
+        running->process.cancel();
     });
 
     bool understood = true;
     for (;;) {
         const auto [error, message] = co_await helper.async_read(asio::as_tuple(asio::use_awaitable));
-        if (error == QV::errc::eof) break;
+        if (error == QV::errc::eof || supervised->is_interrupted) break;
         if (error) {
             // What cannot be understood is not obeyed in part: the helper is ended.
             understood = false;
@@ -121,12 +152,14 @@ asio::awaitable<outcome> run_helper(std::wstring program, std::vector<std::strin
     }
 
     co_await helper.async_wait(asio::use_awaitable);
-    const int code = helper.get_error_code().value_or(0);
-    if (interrupted) co_return report(outcome::interrupted, "interrupted; the helper was ended");
+    // The library takes this one exit code for "still running", which the helper is no longer.
+    const int code = helper.get_error_code().value_or(static_cast<int>(STILL_ACTIVE));
+    if (supervised->is_interrupted)
+        co_return report(outcome::interrupted, "interrupted; the helper was ended");
     if (!understood) co_return report(outcome::not_understood, "the helper's output could not be understood");
-    // The system ends a crashed process with the exception's code: an error status of its own.
-    if (const auto status = static_cast<unsigned int>(code); status >= 0xC0000000U)
-        co_return report(outcome::helper_crashed, fmt::format("the helper crashed (0x{:08X})", status));
+    if (is_crash(code))
+        co_return report(outcome::helper_crashed,
+                         fmt::format("the helper crashed (0x{:08X})", static_cast<unsigned int>(code)));
     if (code != 0)
         co_return report(outcome::helper_failed, fmt::format("the helper ended with exit code {}", code));
     co_return report(outcome::success, "the helper ended with exit code 0");
@@ -155,6 +188,8 @@ int wmain(int count, wchar_t** words) {
     asio::co_spawn(context, run_helper(words[1], std::move(arguments)),
                    [&](const std::exception_ptr& failure, outcome result) {
                        how = result;
+                       // Nor wait for the end of the diagnostics then.
+                       if (how == outcome::interrupted) context.stop();
                        if (!failure) return;
                        try {
                            std::rethrow_exception(failure);

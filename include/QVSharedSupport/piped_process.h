@@ -37,7 +37,8 @@ struct QV_EXPORT piped_process {
         /// started.
         std::vector<pipe::handle> inherited_handles;
         /// Whether this process debugs the child (`DEBUG_ONLY_THIS_PROCESS`). The child then stops at each
-        /// debug event.
+        /// debug event, its exit included: it does not end before its debugger, the thread that started it,
+        /// has continued that one, so its owner must not be destroyed on that thread before.
         bool debug_only_this_process = false;
     };
 

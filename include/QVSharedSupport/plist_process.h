@@ -148,7 +148,8 @@ private:
         void operator()(Handler&& handler) const {
             const auto executor = boost::asio::get_associated_executor(handler, self->get_executor());
             auto slot = boost::asio::get_associated_cancellation_slot(handler);
-            if (slot.is_connected())
+            // A read that will be refused must not cancel the one that is outstanding.
+            if (slot.is_connected() && !self->stream_.is_reading())
                 slot.assign(
                     [cancel = self->stream_.canceller()](boost::asio::cancellation_type) { cancel(); });
             (self->*start)(

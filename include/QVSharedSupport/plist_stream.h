@@ -7,6 +7,7 @@
 
 #include <CFAdapters/CFAdapters.h>
 
+#include <boost/asio/cancellation_type.hpp>
 #include <boost/asio/compose.hpp>
 #include <boost/asio/error.hpp>
 #include <boost/asio/post.hpp>
@@ -70,6 +71,13 @@ public:
     /// Whether there is a stream to read.
     [[nodiscard]] bool is_open() const { return state_ && !state_->closed && state_->stream.is_open(); }
 
+    /// Whether a read is outstanding. Until its handler is called, but no longer, another is refused.
+    [[nodiscard]] bool is_reading() const {
+        if (!state_) return false;
+        const std::lock_guard lock(state_->mutex);
+        return state_->reading;
+    }
+
     /// Closes the stream and drops the bytes held. An outstanding read completes with `operation_aborted`.
     void close() noexcept {
         if (const std::shared_ptr<state> closing = std::move(state_)) closing->close();
@@ -104,7 +112,8 @@ public:
     /// Reads and parses a message without blocking.
     ///
     /// Completes with `void(boost::system::error_code, CF::Data message, CF::Dictionary)`, the values as
-    /// those of `read`; never before this returns. Any Asio completion token.
+    /// those of `read`; never before this returns. Any Asio completion token. Without the memory to begin it
+    /// fails with `not_enough_memory`, or this throws std::bad_alloc; another read may follow.
     template <class Token>
     auto async_read(Token&& token) {
         return boost::asio::async_compose<Token, void(boost::system::error_code, CF::Data, CF::Dictionary)>(
@@ -191,32 +200,44 @@ private:
 
         template <class Self>
         void receive(Self& self) {
-            boost::asio::mutable_buffer room;
-            try {
-                room = state_->buffer.prepare();
-            } catch (const std::bad_alloc&) {
-                error_ = make_error_code(boost::system::errc::not_enough_memory);
-                return finish_later(self);
-            }
-            step_ = step::receive;
+            const bool is_starting = step_ == step::start;
             const std::shared_ptr<state> held = state_; // `self`, and this with it, is moved away below
-            {
+            step_ = step::receive;
+            try {
+                const boost::asio::mutable_buffer room = held->buffer.prepare();
                 const std::lock_guard lock(held->mutex);
-                if (!held->closed && !held->cancelled) {
+                // What was cancelled between a read's completion and its handler has no read to cancel.
+                if (!held->closed && !held->cancelled &&
+                    self.cancelled() == boost::asio::cancellation_type::none) {
                     held->stream.async_read_some(room, std::move(self));
                     return;
                 }
+                error_ = boost::asio::error::operation_aborted;
+            } catch (const std::bad_alloc&) {
+                if (!state_) { // the handler has gone with the read that could not begin
+                    held->finish_read();
+                    throw;
+                }
+                error_ = make_error_code(boost::system::errc::not_enough_memory);
+            } catch (...) {
+                held->finish_read();
+                throw;
             }
-            error_ = boost::asio::error::operation_aborted;
-            finish_later(self);
+            return is_starting ? finish_later(self) : finish(self);
         }
 
         // A handler never runs before the call that started the operation has returned.
         template <class Self>
         void finish_later(Self& self) {
+            const std::shared_ptr<state> held = state_;
+            const bool was_started = started_;
             step_ = step::finish;
-            const auto executor = state_->stream.get_executor();
-            boost::asio::post(executor, std::move(self));
+            try {
+                boost::asio::post(held->stream.get_executor(), std::move(self));
+            } catch (...) {
+                if (was_started) held->finish_read();
+                throw;
+            }
         }
 
         template <class Self>

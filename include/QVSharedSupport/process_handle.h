@@ -40,8 +40,7 @@ public:
     ~process_handle() noexcept(false);
 
     /// Closes what is held, as `close()`, then takes ownership of `native`.
-    /// @throws boost::system::system_error "assign" when a handle is still open: a null one that was assigned
-    /// before
+    /// @throws as `close()`, and nothing is taken then; boost::system::system_error "assign"
     void assign(void* native);
     /// Kills the child, waits for its end and closes the handle; nothing if no process is held.
     /// @throws QV::win32_error "TerminateProcess"; boost::system::system_error "wait" or "close"
@@ -66,8 +65,10 @@ public:
     /// The executor given at construction.
     [[nodiscard]] executor_type get_executor() const { return object_.get_executor(); }
 
-    /// Completes with `void(boost::system::error_code)` when the child has ended; with `operation_aborted`
-    /// when the object is closed or destroyed first. Any Asio completion token.
+    /// Completes with `void(boost::system::error_code)` when the child has ended. Any Asio completion token.
+    ///
+    /// Closing, destroying and assigning over the object end the child first: the wait completes either with
+    /// success, when that end is seen, or with `operation_aborted`.
     template <class Token>
     auto async_wait(Token&& token) {
         return object_.async_wait(std::forward<Token>(token));

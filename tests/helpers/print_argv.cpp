@@ -1,5 +1,5 @@
-// Writes its command-line words in UTF-16, each ended by a NUL: as the C runtime has them, then one lone "\1"
-// word, then as CommandLineToArgvW does.
+// Writes its command-line words in UTF-16, each ended by a NUL: as the C runtime has them, then the
+// word U+E000, then as CommandLineToArgvW does.
 #include "standard_streams.h"
 
 #include <shellapi.h>

@@ -1,6 +1,7 @@
 #include "asio_helpers/log_lines.h"
 
 #include "../helpers/captured_log.h"
+#include "scripted_stream.h"
 
 #include <gtest/gtest.h>
 
@@ -77,6 +78,30 @@ TEST(log_lines, cuts_a_line_that_would_never_end) {
 TEST(log_lines, passes_bytes_that_are_not_text) {
     const std::string line("\x01\xFF\0{}%s", 7);
     EXPECT_EQ(logged(line + "\n"), lines{line});
+}
+
+TEST(log_lines, takes_a_read_of_no_bytes_for_no_line) {
+    // The child's write of no bytes makes one.
+    const test::captured_log log;
+    asio::io_context context;
+    test::scripted_stream stream(context.get_executor(), {{}, {"on"}, {}, {"e\ntwo\n"}, {}, {"three"}, {}});
+    QV::asio_helpers::async_log_lines(std::move(stream), "signature");
+    context.run();
+    EXPECT_EQ(log.texts("Global.Streams"), (lines{prefix + "one", prefix + "two", prefix + "three"}));
+}
+
+TEST(log_lines, gives_up_when_there_is_no_memory_to_read) {
+    const test::captured_log log;
+    asio::io_context context;
+    test::scripted_stream stream(context.get_executor(), {{"one\nabout"}, {.is_refused = true}, {"lost\n"}});
+    QV::asio_helpers::async_log_lines(std::move(stream), "signature");
+    EXPECT_NO_THROW(context.run());
+    EXPECT_EQ(
+        log.texts("Global.Streams"),
+        (lines{prefix + "one", prefix + "about",
+               "signature: Reading the process err log failed: " +
+                   boost::system::errc::make_error_code(boost::system::errc::not_enough_memory).message() +
+                   " [generic:12]"}));
 }
 
 TEST(log_lines, logs_a_failure_that_is_not_the_end) {

@@ -17,6 +17,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -107,6 +108,44 @@ TEST(piped_process, connects_three_streams) {
     EXPECT_EQ(outcome.output, sent);
     EXPECT_EQ(outcome.error, "end of input");
     EXPECT_EQ(outcome.code, 0);
+}
+
+// Is the debugger of the process until it has ended, and returns the debug events that it stopped at.
+std::multiset<DWORD> debug_until_exit(unsigned long pid) {
+    std::multiset<DWORD> seen;
+    DEBUG_EVENT event = {};
+    while (event.dwDebugEventCode != EXIT_PROCESS_DEBUG_EVENT && WaitForDebugEvent(&event, INFINITE)) {
+        EXPECT_EQ(event.dwProcessId, pid);
+        seen.insert(event.dwDebugEventCode);
+        if (event.dwDebugEventCode == CREATE_PROCESS_DEBUG_EVENT)
+            CloseHandle(event.u.CreateProcessInfo.hFile);
+        if (event.dwDebugEventCode == LOAD_DLL_DEBUG_EVENT) CloseHandle(event.u.LoadDll.hFile);
+        ContinueDebugEvent(event.dwProcessId, event.dwThreadId, DBG_CONTINUE);
+    }
+    return seen;
+}
+
+TEST(piped_process, is_debugged_on_request) {
+    asio::io_context context;
+    auto options = piped_process::make_options(helper_program("exit_with"), {"6"}, {});
+    options.debug_only_this_process = true;
+    piped_process child(context.get_executor(), std::move(options));
+    BOOL debugged = FALSE;
+    EXPECT_TRUE(CheckRemoteDebuggerPresent(child.process.native_handle(), &debugged));
+    ASSERT_TRUE(debugged);
+    const std::multiset<DWORD> seen = debug_until_exit(child.process.get_pid());
+    EXPECT_EQ(seen.count(CREATE_PROCESS_DEBUG_EVENT), 1u);
+    EXPECT_EQ(seen.count(EXIT_PROCESS_DEBUG_EVENT), 1u);
+    child.process.wait();
+    EXPECT_EQ(child.process.get_error_code(), 6);
+}
+
+TEST(piped_process, is_not_debugged_otherwise) {
+    asio::io_context context;
+    const piped_process child(context.get_executor(), helper_program("hang"), {});
+    BOOL debugged = TRUE;
+    EXPECT_TRUE(CheckRemoteDebuggerPresent(child.process.native_handle(), &debugged));
+    EXPECT_FALSE(debugged);
 }
 
 TEST(piped_process, reports_the_exit_code) {

@@ -277,6 +277,25 @@ TEST(plist_process, is_cancelled_by_a_slot) {
     EXPECT_EQ(result, asio::error::operation_aborted);
 }
 
+TEST(plist_process, cancels_no_other_read_than_the_slot_is_for) {
+    asio::io_context context;
+    plist_process process = hang(context.get_executor());
+    asio::cancellation_signal signal;
+    std::vector<std::string> order;
+    process.async_read_all([&](error_code ec, const std::optional<message_type>&) {
+        order.push_back(ec ? ec.message() : "end");
+    });
+    process.async_read_all(
+        asio::bind_cancellation_slot(signal.slot(), [&](error_code ec, const std::optional<message_type>&) {
+            EXPECT_EQ(ec, asio::error::already_started);
+            order.push_back("refused");
+            process.kill();
+        }));
+    signal.emit(asio::cancellation_type::terminal);
+    context.run();
+    EXPECT_EQ(order, (std::vector<std::string>{"refused", "end"}));
+}
+
 class plist_process_lifetime : public testing::TestWithParam<executor_kind> {
 protected:
     static constexpr int rounds = 4; // a child each

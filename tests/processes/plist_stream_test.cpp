@@ -2,9 +2,12 @@
 
 #include "../helpers/captured_log.h"
 #include "message_samples.h"
+#include "scripted_stream.h"
 
 #include <gtest/gtest.h>
 
+#include <boost/asio/bind_cancellation_slot.hpp>
+#include <boost/asio/cancellation_signal.hpp>
 #include <boost/asio/connect_pipe.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/readable_pipe.hpp>
@@ -12,7 +15,9 @@
 #include <boost/asio/writable_pipe.hpp>
 #include <boost/asio/write.hpp>
 
+#include <cstddef>
 #include <functional>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -333,6 +338,98 @@ std::string outcome_of(const error_code& ec, const std::optional<message_type>& 
     if (message) return ec ? "both" : text_of(*message);
     if (ec == QV::errc::eof) return "end";
     return ec == QV::SharedSupport::ErrorCode::FailedToParse ? "no message" : ec.message();
+}
+
+using scripted = QV::basic_plist_stream<test::scripted_stream>;
+
+// How a read ended: "none" while it has not.
+struct read_result {
+    auto handler() {
+        return [this](error_code ec, const CF::Data&, const CF::Dictionary& dictionary) {
+            ++calls;
+            code = ec;
+            has_message = static_cast<bool>(dictionary);
+        };
+    }
+    int calls = 0;
+    error_code code;
+    bool has_message = false;
+};
+
+TEST(plist_stream_start, that_throws_lets_the_next_read_work) {
+    asio::io_context context;
+    scripted stream(
+        test::scripted_stream(context.get_executor(), {{.is_lost = true}, {message_text("A", "1")}}));
+    read_result lost;
+    EXPECT_THROW(stream.async_read(lost.handler()), std::bad_alloc);
+    read_result next;
+    stream.async_read(next.handler());
+    context.restart();
+    context.run();
+    EXPECT_EQ(lost.calls, 0);
+    EXPECT_EQ(next.calls, 1);
+    EXPECT_FALSE(next.code) << next.code.message();
+    EXPECT_TRUE(next.has_message);
+}
+
+TEST(plist_stream_start, that_is_refused_is_reported_to_the_handler) {
+    const std::string message = message_text("A", "1");
+    // Refused at once, and after a part of the message.
+    for (const std::size_t part : {std::size_t{0}, std::size_t{5}}) {
+        asio::io_context context;
+        std::vector<test::scripted_read> reads = {{.is_refused = true}, {message.substr(part)}};
+        if (part > 0) reads.insert(reads.begin(), {message.substr(0, part)});
+        scripted stream(test::scripted_stream(context.get_executor(), std::move(reads)));
+        read_result refused;
+        stream.async_read(refused.handler());
+        EXPECT_EQ(refused.calls, 0) << "a handler never runs inside the call";
+        EXPECT_NO_THROW(context.run());
+        EXPECT_EQ(refused.calls, 1);
+        EXPECT_EQ(refused.code, boost::system::errc::not_enough_memory);
+        read_result next;
+        stream.async_read(next.handler());
+        context.restart();
+        context.run();
+        EXPECT_EQ(next.calls, 1);
+        EXPECT_TRUE(next.has_message) << "the part that had arrived is kept: " << next.code.message();
+    }
+}
+
+TEST(plist_stream_start, that_throws_after_a_part_lets_the_next_read_work) {
+    const std::string message = message_text("A", "1");
+    asio::io_context context;
+    scripted stream(test::scripted_stream(context.get_executor(),
+                                          {{message.substr(0, 5)}, {.is_lost = true}, {message.substr(5)}}));
+    read_result lost;
+    stream.async_read(lost.handler());
+    EXPECT_THROW(context.run(), std::bad_alloc);
+    EXPECT_EQ(lost.calls, 0);
+    read_result next;
+    stream.async_read(next.handler());
+    context.restart();
+    context.run();
+    EXPECT_EQ(next.calls, 1);
+    EXPECT_TRUE(next.has_message) << next.code.message();
+}
+
+TEST(plist_stream_cancellation, is_seen_between_the_end_of_a_read_and_its_handler) {
+    const std::string message = message_text("A", "1");
+    asio::io_context context;
+    asio::cancellation_signal signal;
+    const auto emit = [&] { signal.emit(asio::cancellation_type::terminal); };
+    scripted stream(test::scripted_stream(
+        context.get_executor(),
+        {{.bytes = message.substr(0, 5), .before_handler = emit}, {message.substr(5)}}));
+    read_result cancelled;
+    stream.async_read(asio::bind_cancellation_slot(signal.slot(), cancelled.handler()));
+    context.run();
+    EXPECT_EQ(cancelled.calls, 1);
+    EXPECT_EQ(cancelled.code, asio::error::operation_aborted);
+    read_result next;
+    stream.async_read(next.handler());
+    context.restart();
+    context.run();
+    EXPECT_TRUE(next.has_message) << "the part that had arrived is kept: " << next.code.message();
 }
 
 // Reads strictly until the end, by turns without and with blocking.

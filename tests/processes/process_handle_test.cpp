@@ -1,18 +1,24 @@
 #include <QVSharedSupport/process_handle.h>
 
+#include "../helpers/captured_log.h"
 #include "helper_programs.h"
 
 #include <QVPlatformCompatibility/win32_error.h>
 
 #include <gtest/gtest.h>
 
+#include <boost/asio/bind_executor.hpp>
+#include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/system_executor.hpp>
 #include <boost/system/system_error.hpp>
 
 #include <windows.h>
 
+#include <future>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 
 namespace {
@@ -202,6 +208,34 @@ TEST_F(process_handle_test, moves) {
     EXPECT_EQ(third.get_error_code(), std::nullopt) << "assigning to itself does not end the child";
 }
 
+TEST_F(process_handle_test, waits_on_the_executor_that_came_with_its_child) {
+    for (const bool is_empty : {true, false}) {
+        boost::asio::io_context first;
+        boost::asio::io_context second;
+        const auto first_work = boost::asio::make_work_guard(first);
+        const auto second_work = boost::asio::make_work_guard(second);
+        std::thread first_runner([&] { first.run(); });
+        std::thread second_runner([&] { second.run(); });
+        process_handle child(first.get_executor());
+        if (!is_empty) child.assign(start("exit_with", L"1"));
+        child = process_handle(second.get_executor(), start("exit_with", L"7"));
+        EXPECT_EQ(child.get_executor(), boost::asio::any_io_executor(second.get_executor()));
+        // An executor of its own has the handler run where the wait completes.
+        std::promise<std::thread::id> completed;
+        child.async_wait(
+            boost::asio::bind_executor(boost::asio::system_executor(), [&](boost::system::error_code) {
+                completed.set_value(std::this_thread::get_id());
+            }));
+        EXPECT_EQ(completed.get_future().get(), second_runner.get_id());
+        EXPECT_EQ(child.get_error_code(), 7);
+        // Not the end of their work: of a wait that completed elsewhere the second would never see it.
+        first.stop();
+        second.stop();
+        first_runner.join();
+        second_runner.join();
+    }
+}
+
 TEST_F(process_handle_test, throws_what_keeps_it_from_ending_a_child) {
     // An event cannot be terminated: the failure comes out of close() and the destructor alike, and nothing
     // leaks.
@@ -222,6 +256,7 @@ TEST_F(process_handle_test, throws_what_keeps_it_from_ending_a_child) {
 }
 
 TEST_F(process_handle_test, does_not_throw_while_another_exception_unwinds) {
+    const test::captured_log log;
     try {
         void* const event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
         const process_handle wrong(executor_, event);
@@ -229,6 +264,10 @@ TEST_F(process_handle_test, does_not_throw_while_another_exception_unwinds) {
     } catch (const std::runtime_error& error) {
         EXPECT_STREQ(error.what(), "the first failure");
     }
+    const auto lines = log.matching(QV::Logging::log_level::error, ": Child not ended: TerminateProcess: ");
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].logger, "System");
+    EXPECT_NE(lines[0].text.find("~process_handle("), std::string::npos) << lines[0].text;
 }
 
 TEST_F(process_handle_test, waits_without_blocking) {
