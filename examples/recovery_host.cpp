@@ -106,10 +106,10 @@ void show_diagnostics(const QV::Logging::record& record) {
         fmt::print(stderr, "  helper says: {}\n", record.text.substr(at + marker.size()));
 }
 
-/// The system ends a crashed process with the exception's code: one of its own that says "error" in the first
-/// four bits. An exit code of -1 has the others set as well.
+/// The system ends a crashed process with the exception's code, which says "error" in its first two bits and,
+/// in the third, whether the program has raised it. An exit code of -1 has the fourth set as well.
 bool is_crash(int code) {
-    return static_cast<unsigned int>(code) >> 28 == 0xC;
+    return (static_cast<unsigned int>(code) >> 28 & 0xDU) == 0xC;
 }
 
 /// What Ctrl-C acts on.
