@@ -150,6 +150,11 @@ TEST(CFAdaptersData, NoBytesAreNotNoObject) {
     EXPECT_TRUE(data.to_vector().empty());
     EXPECT_EQ(CF::Data().size(), 0U);
     EXPECT_EQ(CF::Data().bytes().data(), nullptr);
+    const CF::Data none{std::span<const std::byte>()};
+    ASSERT_TRUE(none);
+    EXPECT_EQ(none.bytes().size(), 0U);
+    EXPECT_EQ(static_cast<const void*>(none.bytes().data()), CFDataGetBytePtr(none.get()));
+    EXPECT_NE(none.bytes().data(), nullptr);
     EXPECT_TRUE(CF::Data().to_vector().empty());
 }
 

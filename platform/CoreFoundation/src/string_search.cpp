@@ -231,7 +231,12 @@ CFArrayRef CFStringCreateArrayWithFindResults(CFAllocatorRef alloc, CFStringRef 
     while (CFStringFindWithOptions(theString, stringToFind, rangeToSearch, compareOptions, &found)) {
         if (!results) results = cf::owned(CFArrayCreateMutable(alloc, 0, &range_callbacks));
         if (!results) return nullptr;
+        const CFIndex count = CFArrayGetCount(results.get());
         CFArrayAppendValue(results.get(), &found);
+        // Neither for the array nor for the range in it may there have been memory.
+        if (CFArrayGetCount(results.get()) == count ||
+            CFArrayGetValueAtIndex(results.get(), count) == nullptr)
+            return nullptr;
         const CFIndex end = rangeToSearch.location + rangeToSearch.length;
         if ((compareOptions & kCFCompareBackwards) != 0)
             rangeToSearch.length = found.location - rangeToSearch.location;

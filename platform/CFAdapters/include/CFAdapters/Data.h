@@ -28,11 +28,10 @@ public:
     /// Whether there are no bytes: an empty object, or no object at all.
     [[nodiscard]] bool empty() const noexcept { return size() == 0; }
 
-    /// The object's own bytes, borrowed until it changes or goes; none when empty.
+    /// The object's own bytes, borrowed until it changes or goes; none when there is no object.
     [[nodiscard]] std::span<const std::byte> bytes() const noexcept {
-        const std::size_t count = size();
-        if (count == 0) return {};
-        return {reinterpret_cast<const std::byte*>(CFDataGetBytePtr(get())), count};
+        if (!*this) return {};
+        return {reinterpret_cast<const std::byte*>(CFDataGetBytePtr(get())), size()};
     }
     /// A copy of the bytes. @throws std::bad_alloc
     [[nodiscard]] std::vector<std::byte> to_vector() const {
