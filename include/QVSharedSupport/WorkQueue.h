@@ -48,8 +48,9 @@ public:
     /// @throws win32_error when the system refuses a thread: the queue is stopped then, and remembers how
     /// many threads it should have; std::system_error on a thread of the queue itself
     void start();
-    /// Lets the threads return when they have finished what they are doing; what is queued stays queued.
-    /// Does not wait for them. Nothing happens unless the queue is running.
+    /// Lets the threads return when they have finished what they are doing; what is queued from then on stays
+    /// queued, and so does what has been queued before, but Windows may have that done first. Does not wait
+    /// for them. Nothing happens unless the queue is running.
     void stop();
     /// Blocks until every thread has ended. They do after `stop()`, or `reset()` when the work is done.
     /// @throws std::system_error on a thread of the queue itself
