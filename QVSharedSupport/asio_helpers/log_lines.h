@@ -50,7 +50,7 @@ public:
                 [self = this->shared_from_this()](const boost::system::error_code& ec, std::size_t count) {
                     self->handle(ec, count);
                 });
-        } catch (const std::bad_alloc&) {
+        } catch (...) { // a read that cannot begin for another reason than that says so to its handler
             end(make_error_code(boost::system::errc::not_enough_memory));
         }
     }
@@ -76,7 +76,7 @@ private:
     void add(std::string_view bytes) noexcept {
         try {
             line_.append(bytes);
-        } catch (const std::bad_alloc&) {
+        } catch (const std::bad_alloc&) { // and no other: a line has a limit far from a string's
             flush();
             log(bytes);
         }
@@ -114,7 +114,7 @@ void async_log_lines(Stream stream, const char* signature,
                      std::size_t longest_line = longest_logged_line) noexcept {
     try {
         std::make_shared<line_logger<Stream>>(std::move(stream), signature, longest_line)->read();
-    } catch (const std::bad_alloc&) {
+    } catch (...) {
         log_read_failure(signature, make_error_code(boost::system::errc::not_enough_memory));
     }
 }
