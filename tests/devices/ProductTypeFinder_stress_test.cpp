@@ -21,7 +21,7 @@ using QV::SharedSupport::ProductTypeFinder;
 constexpr unsigned int numbers = 50;
 
 /// Every number has a type named after it and the load, but for one that is always the same.
-CF::Dictionary feed(const std::string& load) {
+CF::Dictionary feed_of_load(const std::string& load) {
     auto table = CF::MutableDictionary::create();
     for (unsigned int number = 0; number != numbers; ++number)
         table.set(std::to_string(number), CF::String(load + " " + std::to_string(number)));
@@ -50,8 +50,8 @@ int wrong_answers(TypeOf type_of, NumberOf number_of) {
 }
 
 TEST(ProductTypeFinder_stress, is_asked_while_another_thread_loads) {
-    const CF::Dictionary one = feed("one");
-    const CF::Dictionary two = feed("two");
+    const CF::Dictionary one = feed_of_load("one");
+    const CF::Dictionary two = feed_of_load("two");
     const CF::Dictionary refused = CF::Dictionary::of({{"MobileDeviceProductTypes", CF::String("none")}});
     ProductTypeFinder::load(one);
     std::atomic<bool> done = false;
