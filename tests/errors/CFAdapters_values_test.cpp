@@ -154,7 +154,6 @@ TEST(CFAdaptersData, NoBytesAreNotNoObject) {
     ASSERT_TRUE(none);
     EXPECT_EQ(none.bytes().size(), 0U);
     EXPECT_EQ(static_cast<const void*>(none.bytes().data()), CFDataGetBytePtr(none.get()));
-    EXPECT_NE(none.bytes().data(), nullptr);
     EXPECT_TRUE(CF::Data().to_vector().empty());
 }
 
