@@ -16,6 +16,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <future>
 #include <memory>
 #include <mutex>
@@ -177,46 +178,43 @@ TEST(WorkQueue, destroys_unrun_what_was_queued_when_it_was_never_started) {
     EXPECT_EQ(alive.use_count(), 1);
 }
 
-TEST(WorkQueue, may_be_added_to_and_reset_by_a_handler_that_its_destructor_waits_for) {
-    constexpr int added = 40; // the list of threads grows several times meanwhile
-    std::atomic<int> ran = 0;
+/// Destroys a queue while `handler` runs on its thread.
+void destroy_while_it_runs(const std::function<void(WorkQueue&)>& handler) {
     auto queue = std::make_unique<WorkQueue>("io", true);
     std::promise<void> inside;
     std::promise<void> ending;
     asio::post(queue->get_executor(), [&, &of_handler = *queue] {
         inside.set_value();
         ending.get_future().wait();
-        for (int i = 0; i < added; ++i) {
-            asio::post(of_handler.get_executor(), [&] { ++ran; });
-            of_handler.add_thread();
-            of_handler.reset();
-        }
+        handler(of_handler);
     });
     inside.get_future().wait();
     QV::thread([&] {
         ending.set_value();
         queue.reset();
     }).join();
+}
+
+TEST(WorkQueue, may_be_added_to_and_reset_by_a_handler_that_its_destructor_waits_for) {
+    constexpr int added = 40; // the list of threads grows several times meanwhile
+    std::atomic<int> ran = 0;
+    destroy_while_it_runs([&](WorkQueue& queue) {
+        for (int i = 0; i < added; ++i) {
+            asio::post(queue.get_executor(), [&] { ++ran; });
+            queue.add_thread();
+            queue.reset();
+        }
+    });
     EXPECT_EQ(ran, added);
 }
 
 TEST(WorkQueue, may_be_stopped_by_a_handler_that_its_destructor_waits_for) {
     const auto alive = std::make_shared<int>();
-    auto queue = std::make_unique<WorkQueue>("io", true);
-    std::promise<void> inside;
-    std::promise<void> ending;
-    asio::post(queue->get_executor(), [&, &of_handler = *queue] {
-        inside.set_value();
-        ending.get_future().wait();
-        of_handler.stop();
-        asio::post(of_handler.get_executor(), [alive] { FAIL() << "the queue was stopped"; });
-        of_handler.add_thread(); // one that is owed, and never made
+    destroy_while_it_runs([&](WorkQueue& queue) {
+        queue.stop();
+        asio::post(queue.get_executor(), [alive] { FAIL() << "the queue was stopped"; });
+        queue.add_thread(); // one that is owed, and never made
     });
-    inside.get_future().wait();
-    QV::thread([&] {
-        ending.set_value();
-        queue.reset();
-    }).join();
     EXPECT_EQ(alive.use_count(), 1);
 }
 

@@ -132,6 +132,7 @@ TEST(FailingAllocation, OfErrorsWithoutADescription) {
         made = CF::Dictionary();
     };
     qv_test::run_out_of_memory_everywhere([&] { made = QV::DictionaryFromError(bare); }, check);
+    without_objects([&] { return QV::DictionaryFromError(bare); }, expected);
 }
 
 TEST(FailingAllocation, OfSanitising) {
